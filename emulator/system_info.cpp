@@ -1,0 +1,24 @@
+// System information stand-in.
+#include <cstdio>
+
+#include "system_info.h"
+#include "tvemul.h"
+
+extern "C" int system_info_debug(void)
+{
+    tvemul::Call call("system_info_debug");
+    call.record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+
+    tvemul::log("SYSTEM_INFO", "system_info_debug: dump requested");
+    fputs("--- system information (emulated) ---\n"
+          "platform name    : Tizen\n"
+          "platform version : 6.5\n"
+          "model            : TV-EMULATOR\n"
+          "build            : tavrin-emulator\n"
+          "-------------------------------------\n",
+          stdout);
+    return 0;
+}

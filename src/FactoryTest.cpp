@@ -1,0 +1,4 @@
+// Factory test loop.
+#include "tavrin_debugmenu.h"
+
+void FactoryDebuger(void) {}

@@ -1,0 +1,4 @@
+// Feature-config tool.
+#include "tavrin_debugmenu.h"
+
+int feature_config_test(void) { return 99; }

@@ -1,0 +1,66 @@
+// Menus as data: every menu of the plug-in is a table run by run_menu().
+#ifndef TAVRIN_MENU_TABLE_H
+#define TAVRIN_MENU_TABLE_H
+
+#include <cstddef>
+
+namespace tavrin {
+
+enum class EntryKind { Action, StartTag, StopTag };
+
+struct MenuEntry {
+    int number;
+    const char *label;
+    EntryKind kind;
+    void (*action)();   // Action; null: shown, but choosing it does nothing
+    const char *tag;    // StartTag
+    int slot;           // StartTag, StopTag: index into the visit's handle slots
+};
+
+// What a choice that is no entry's number does.
+enum class OnUnknown {
+    Redisplay,  // show the menu again, no message
+    TryAgain,   // "try again!!\n", then the menu again (main menu)
+    Return,     // leave as on 99 (feedback menu)
+};
+
+struct Menu {
+    const char *title;
+    const MenuEntry *entries;
+    std::size_t count;
+    OnUnknown on_unknown;
+};
+
+constexpr int kMaxSlots = 4;
+constexpr int kExitChoice = 99;
+
+constexpr MenuEntry action(int number, const char *label, void (*fn)()) {
+    return {number, label, EntryKind::Action, fn, nullptr, 0};
+}
+constexpr MenuEntry start_tag(int number, const char *label, const char *tag, int slot = 0) {
+    return {number, label, EntryKind::StartTag, nullptr, tag, slot};
+}
+constexpr MenuEntry stop_tag(int number, const char *label, int slot = 0) {
+    return {number, label, EntryKind::StopTag, nullptr, nullptr, slot};
+}
+
+template <std::size_t N>
+constexpr Menu make_menu(const char *title, const MenuEntry (&entries)[N],
+                         OnUnknown on_unknown = OnUnknown::Redisplay) {
+    return {title, entries, N, on_unknown};
+}
+
+// Adapts a tool function to a menu action; menus never use the result.
+template <auto Fn>
+void call()
+{
+    Fn();
+}
+
+// Prints the menu, reads a choice, runs it; until 99 (or an unknown
+// choice in a Return menu). Returns the choice that ended the loop.
+int run_menu(const Menu &menu);
+
+}  // namespace tavrin
+
+#endif
