@@ -1,0 +1,454 @@
+#include "harness.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <glib.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+
+extern char **environ;
+
+namespace harness {
+
+const char kPrompt[] = "Please Select a menu >> ";
+
+std::string source_dir() { return TAVRIN_SOURCE_DIR; }
+std::string binary_dir() { return TAVRIN_BINARY_DIR; }
+
+namespace {
+
+std::string shell_quote(const std::string &s)
+{
+    std::string out = "'";
+    for (char c : s) {
+        if (c == '\'')
+            out += "'\\''";
+        else
+            out += c;
+    }
+    return out + "'";
+}
+
+int system_checked(const std::string &command)
+{
+    int rc = std::system(command.c_str());
+    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+}
+
+std::string scratch_dir()
+{
+    static std::string dir = [] {
+        std::string base = binary_dir() + "/test-scratch";
+        g_mkdir_with_parents(base.c_str(), 0755);
+        std::string templ = base + "/run-XXXXXX";
+        std::vector<char> buf(templ.begin(), templ.end());
+        buf.push_back('\0');
+        if (!mkdtemp(buf.data()))
+            abort();
+        return std::string(buf.data());
+    }();
+    return dir;
+}
+
+struct ScratchCleanup {
+    ~ScratchCleanup()
+    {
+        if (getenv("TAVRIN_KEEP_TEST_ROOTS") == nullptr)
+            system_checked("rm -rf " + shell_quote(scratch_dir()));
+    }
+};
+
+const std::string &template_root()
+{
+    static std::once_flag once;
+    static std::string path;
+    static ScratchCleanup cleanup;
+    std::call_once(once, [] {
+        path = scratch_dir() + "/template";
+        std::string cmd = "BUILD=" + shell_quote(binary_dir()) + " " +
+                          shell_quote(source_dir() + "/scripts/devroot") + " prepare " +
+                          shell_quote(path) + " >/dev/null";
+        if (system_checked(cmd) != 0) {
+            fprintf(stderr, "cannot prepare a device root: %s\n", cmd.c_str());
+            abort();
+        }
+    });
+    return path;
+}
+
+std::string read_file(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+pid_t spawn(const std::vector<std::string> &argv, const std::vector<std::string> &extra_env,
+            int *in_fd, int *out_fd, int *err_fd)
+{
+    int in[2], out[2], err[2];
+    if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(err, O_CLOEXEC))
+        return -1;
+    posix_spawn_file_actions_t fa;
+    posix_spawn_file_actions_init(&fa);
+    posix_spawn_file_actions_adddup2(&fa, in[0], 0);
+    posix_spawn_file_actions_adddup2(&fa, out[1], 1);
+    posix_spawn_file_actions_adddup2(&fa, err[1], 2);
+
+    std::vector<std::string> env;
+    for (char **e = environ; *e; ++e)
+        env.emplace_back(*e);
+    for (const auto &e : extra_env)
+        env.push_back(e);
+    std::vector<char *> envp, args;
+    for (auto &e : env)
+        envp.push_back(const_cast<char *>(e.c_str()));
+    envp.push_back(nullptr);
+    for (auto &a : argv)
+        args.push_back(const_cast<char *>(a.c_str()));
+    args.push_back(nullptr);
+
+    pid_t pid = -1;
+    if (posix_spawnp(&pid, args[0], &fa, nullptr, args.data(), envp.data()) != 0)
+        pid = -1;
+    posix_spawn_file_actions_destroy(&fa);
+    close(in[0]);
+    close(out[1]);
+    close(err[1]);
+    *in_fd = in[1];
+    *out_fd = out[0];
+    *err_fd = err[0];
+    signal(SIGPIPE, SIG_IGN);
+    return pid;
+}
+
+std::vector<std::string> devroot_command(const std::string &dir, const RunOptions &options,
+                                         const std::vector<std::string> &command)
+{
+    std::vector<std::string> argv = {"bash", source_dir() + "/scripts/devroot", "run"};
+    for (const auto &a : options.devroot_args)
+        argv.push_back(a);
+    argv.push_back(dir);
+    argv.push_back("--");
+    for (const auto &a : command)
+        argv.push_back(a);
+    return argv;
+}
+
+std::vector<std::string> run_env(const RunOptions &options)
+{
+    std::vector<std::string> env = {
+        // The tests' LD_PRELOAD helpers are not built with the sanitizers.
+        "ASAN_OPTIONS=detect_leaks=1:verify_asan_link_order=0:abort_on_error=0",
+        "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1",
+    };
+    for (const auto &e : options.env)
+        env.push_back(e);
+    return env;
+}
+
+// Pumps the child's output until it exits or the time runs out.
+RunResult collect(pid_t pid, int in_fd, int out_fd, int err_fd, const std::string &input,
+                  int timeout_seconds, std::string out = {}, std::string err = {})
+{
+    RunResult result;
+    size_t written = 0;
+    if (in_fd >= 0 && input.empty()) {
+        close(in_fd);
+        in_fd = -1;
+    }
+    if (in_fd >= 0)
+        fcntl(in_fd, F_SETFL, O_NONBLOCK);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeout_seconds);
+    while (out_fd >= 0 || err_fd >= 0) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                        deadline - std::chrono::steady_clock::now()).count();
+        if (left <= 0) {
+            result.timed_out = true;
+            kill(pid, SIGKILL);
+            break;
+        }
+        pollfd fds[3];
+        int n = 0;
+        if (out_fd >= 0)
+            fds[n++] = {out_fd, POLLIN, 0};
+        if (err_fd >= 0)
+            fds[n++] = {err_fd, POLLIN, 0};
+        if (in_fd >= 0)
+            fds[n++] = {in_fd, POLLOUT, 0};
+        if (poll(fds, n, static_cast<int>(left)) < 0)
+            continue;
+        for (int i = 0; i < n; ++i) {
+            if (!fds[i].revents)
+                continue;
+            if (fds[i].fd == in_fd) {
+                ssize_t w = write(in_fd, input.data() + written, input.size() - written);
+                if (w > 0)
+                    written += static_cast<size_t>(w);
+                if (w < 0 || written == input.size()) {
+                    close(in_fd);
+                    in_fd = -1;
+                }
+                continue;
+            }
+            char buf[65536];
+            ssize_t r = read(fds[i].fd, buf, sizeof buf);
+            if (r > 0) {
+                (fds[i].fd == out_fd ? out : err).append(buf, static_cast<size_t>(r));
+            } else {
+                close(fds[i].fd);
+                (fds[i].fd == out_fd ? out_fd : err_fd) = -1;
+            }
+        }
+    }
+    for (int fd : {in_fd, out_fd, err_fd})
+        if (fd >= 0)
+            close(fd);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.out = std::move(out);
+    result.err = std::move(err);
+    return result;
+}
+
+void check_sanitizers(const RunResult &r)
+{
+    for (const char *mark : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
+                             "ERROR: UndefinedBehaviorSanitizer"}) {
+        EXPECT_EQ(r.err.find(mark), std::string::npos) << "sanitizer report:\n" << r.err;
+    }
+    EXPECT_FALSE(r.timed_out) << "timed out; output so far:\n" << r.out;
+}
+
+}  // namespace
+
+DeviceRoot::DeviceRoot()
+{
+    static int counter = 0;
+    dir_ = scratch_dir() + "/root-" + std::to_string(++counter);
+    if (system_checked("cp -a " + shell_quote(template_root()) + " " + shell_quote(dir_)) != 0)
+        ADD_FAILURE() << "cannot copy the device root";
+}
+
+DeviceRoot::~DeviceRoot()
+{
+    if (getenv("TAVRIN_KEEP_TEST_ROOTS") == nullptr)
+        system_checked("rm -rf " + shell_quote(dir_));
+}
+
+bool DeviceRoot::exists(const std::string &device_path) const
+{
+    struct stat st;
+    return lstat(host_path(device_path).c_str(), &st) == 0;
+}
+
+std::string DeviceRoot::read(const std::string &device_path) const
+{
+    return read_file(host_path(device_path));
+}
+
+void DeviceRoot::write(const std::string &device_path, const std::string &content) const
+{
+    std::string path = host_path(device_path);
+    gchar *parent = g_path_get_dirname(path.c_str());
+    g_mkdir_with_parents(parent, 0755);
+    g_free(parent);
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+void DeviceRoot::remove(const std::string &device_path) const
+{
+    system_checked("rm -rf " + shell_quote(host_path(device_path)));
+}
+
+std::string DeviceRoot::calls_log() const
+{
+    return read("/var/lib/tv-emulator/calls.log");
+}
+
+void DeviceRoot::clear_calls_log() const
+{
+    ::unlink(host_path("/var/lib/tv-emulator/calls.log").c_str());
+}
+
+std::string DeviceRoot::state(const std::string &group, const std::string &key) const
+{
+    GKeyFile *kf = g_key_file_new();
+    std::string value;
+    if (g_key_file_load_from_file(kf, host_path("/var/lib/tv-emulator/state.ini").c_str(),
+                                  G_KEY_FILE_NONE, nullptr)) {
+        if (gchar *v = g_key_file_get_value(kf, group.c_str(), key.c_str(), nullptr)) {
+            value = v;
+            g_free(v);
+        }
+    }
+    g_key_file_free(kf);
+    return value;
+}
+
+void DeviceRoot::set_state(const std::string &group, const std::string &key, const std::string &value) const
+{
+    std::string path = host_path("/var/lib/tv-emulator/state.ini");
+    GKeyFile *kf = g_key_file_new();
+    g_key_file_load_from_file(kf, path.c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr);
+    g_key_file_set_value(kf, group.c_str(), key.c_str(), value.c_str());
+    g_key_file_save_to_file(kf, path.c_str(), nullptr);
+    g_key_file_free(kf);
+}
+
+void DeviceRoot::remove_state_group(const std::string &group) const
+{
+    std::string path = host_path("/var/lib/tv-emulator/state.ini");
+    GKeyFile *kf = g_key_file_new();
+    g_key_file_load_from_file(kf, path.c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr);
+    g_key_file_remove_group(kf, group.c_str(), nullptr);
+    g_key_file_save_to_file(kf, path.c_str(), nullptr);
+    g_key_file_free(kf);
+}
+
+RunResult DeviceRoot::run_command(const std::vector<std::string> &argv, const std::string &input,
+                                  const RunOptions &options) const
+{
+    int in_fd, out_fd, err_fd;
+    pid_t pid = spawn(devroot_command(dir_, options, argv), run_env(options), &in_fd, &out_fd, &err_fd);
+    if (pid < 0) {
+        ADD_FAILURE() << "cannot start " << argv[0];
+        return {};
+    }
+    RunResult r = collect(pid, in_fd, out_fd, err_fd, input, options.timeout_seconds);
+    check_sanitizers(r);
+    return r;
+}
+
+RunResult DeviceRoot::run(const std::string &input, const RunOptions &options) const
+{
+    std::vector<std::string> argv = {binary_dir() + "/debugmenu"};
+    for (const auto &a : options.args)
+        argv.push_back(a);
+    return run_command(argv, input, options);
+}
+
+Session::Session(const DeviceRoot &root, const RunOptions &options)
+{
+    std::vector<std::string> argv = {binary_dir() + "/debugmenu"};
+    for (const auto &a : options.args)
+        argv.push_back(a);
+    pid_ = spawn(devroot_command(root.dir(), options, argv), run_env(options), &in_fd_, &out_fd_, &err_fd_);
+    if (pid_ < 0)
+        ADD_FAILURE() << "cannot start debugmenu";
+}
+
+Session::~Session()
+{
+    if (pid_ > 0)
+        finish(5);
+}
+
+bool Session::wait_for(const std::string &text, int timeout_seconds)
+{
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeout_seconds);
+    auto ends_with = [&] {
+        return out_.size() >= text.size() && out_.compare(out_.size() - text.size(), text.size(), text) == 0;
+    };
+    while (!ends_with()) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                        deadline - std::chrono::steady_clock::now()).count();
+        if (left <= 0 || out_fd_ < 0)
+            return false;
+        pollfd fds[2] = {{out_fd_, POLLIN, 0}, {err_fd_, POLLIN, 0}};
+        if (poll(fds, err_fd_ >= 0 ? 2 : 1, static_cast<int>(left)) <= 0)
+            continue;
+        char buf[65536];
+        if (fds[0].revents) {
+            ssize_t r = ::read(out_fd_, buf, sizeof buf);
+            if (r <= 0)
+                return false;
+            out_.append(buf, static_cast<size_t>(r));
+        }
+        if (err_fd_ >= 0 && fds[1].revents) {
+            ssize_t r = ::read(err_fd_, buf, sizeof buf);
+            if (r <= 0) {
+                close(err_fd_);
+                err_fd_ = -1;
+            } else {
+                err_.append(buf, static_cast<size_t>(r));
+            }
+        }
+    }
+    return true;
+}
+
+void Session::send(const std::string &text)
+{
+    ssize_t n = ::write(in_fd_, text.data(), text.size());
+    (void)n;
+}
+
+RunResult Session::finish(int timeout_seconds)
+{
+    if (pid_ < 0)
+        return {};
+    if (in_fd_ >= 0)
+        close(in_fd_);
+    RunResult r = collect(pid_, -1, out_fd_, err_fd_, "", timeout_seconds, out_, err_);
+    pid_ = -1;
+    in_fd_ = out_fd_ = err_fd_ = -1;
+    check_sanitizers(r);
+    return r;
+}
+
+std::string menu(const std::string &title, const std::vector<std::string> &labels)
+{
+    const std::string boundary = "====================================\n";
+    std::string s = boundary + " " + title + "\n" + boundary;
+    int n = 1;
+    for (const auto &label : labels)
+        s += std::to_string(n++) + " : " + label + "\n";
+    return s + boundary + "99 << : Exit\n" + boundary + kPrompt;
+}
+
+std::string main_menu()
+{
+    return menu("[ TAVRIN Debug Menu ]",
+                {"factory debug", "kelo debug", "x video", "resource manager", "resource information",
+                 "runtime-info", "system-info", "system-settings", "automation", "factory-data-config",
+                 "buxton debug", "deviced debug", "feedback debug", "vconf debug", "storaged debug",
+                 "usb debug", "capture debug", "feature-config", "libguv and libhoz-tv debug",
+                 "battery debug"});
+}
+
+std::string diff(const std::string &expected, const std::string &actual)
+{
+    std::istringstream e(expected), a(actual);
+    std::string le, la, out;
+    int line = 1;
+    for (;; ++line) {
+        bool he = static_cast<bool>(std::getline(e, le));
+        bool ha = static_cast<bool>(std::getline(a, la));
+        if (!he && !ha)
+            break;
+        if (he != ha || le != la) {
+            out += "first difference at line " + std::to_string(line) + ":\n  expected: " +
+                   (he ? "\"" + le + "\"" : "<end>") + "\n  actual:   " + (ha ? "\"" + la + "\"" : "<end>") + "\n";
+            break;
+        }
+    }
+    return out;
+}
+
+}  // namespace harness
