@@ -21,3 +21,6 @@ for ini in "$REPO"/scripts/devroot.d/*.ini; do
     echo >> "$state"
     cat "$ini" >> "$state"
 done
+
+# The USB stick of [usb-device stick] is mounted here.
+mkdir -p "$DEVROOT"/opt/media/USBDriveA1
