@@ -138,7 +138,8 @@ pid_t spawn(const std::vector<std::string> &argv, const std::vector<std::string>
 std::vector<std::string> devroot_command(const std::string &dir, const RunOptions &options,
                                          const std::vector<std::string> &command)
 {
-    std::vector<std::string> argv = {"bash", source_dir() + "/scripts/devroot", "run"};
+    // The build may lie below /tmp, which the device root replaces.
+    std::vector<std::string> argv = {"bash", source_dir() + "/scripts/devroot", "run", "--keep", binary_dir()};
     for (const auto &a : options.devroot_args)
         argv.push_back(a);
     argv.push_back(dir);
