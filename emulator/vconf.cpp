@@ -273,6 +273,9 @@ char *vconf_get_str(const char *in_key)
 
 keylist_t *vconf_keylist_new(void)
 {
+    long long result;
+    if (tvemul::failing("vconf_keylist_new", &result))
+        return nullptr;
     return new _keylist_t;
 }
 
@@ -284,6 +287,9 @@ int vconf_keylist_free(keylist_t *keylist)
 
 int vconf_keylist_rewindnode(keylist_t *keylist)
 {
+    long long result;
+    if (tvemul::failing("vconf_keylist_rewindnode", &result))
+        return static_cast<int>(result);
     if (!keylist)
         return -1;
     keylist->next = 0;
@@ -292,6 +298,9 @@ int vconf_keylist_rewindnode(keylist_t *keylist)
 
 keynode_t *vconf_keylist_nextnode(keylist_t *keylist)
 {
+    long long result;
+    if (tvemul::failing("vconf_keylist_nextnode", &result))
+        return nullptr;
     if (!keylist || keylist->next >= keylist->nodes.size())
         return nullptr;
     return &keylist->nodes[keylist->next++];
@@ -333,34 +342,52 @@ int vconf_get(keylist_t *keylist, const char *in_parentDIR, get_option_t option)
 
 char *vconf_keynode_get_name(keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_name", &result))
+        return nullptr;
     return keynode ? const_cast<char *>(keynode->name.c_str()) : nullptr;
 }
 
 int vconf_keynode_get_type(keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_type", &result))
+        return static_cast<int>(result);
     return keynode ? keynode->type : -1;
 }
 
 int vconf_keynode_get_int(const keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_int", &result))
+        return static_cast<int>(result);
     int n = 0;
     return keynode && keynode->type == VCONF_TYPE_INT && parse_int(keynode->value, &n) ? n : -1;
 }
 
 int vconf_keynode_get_bool(const keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_bool", &result))
+        return static_cast<int>(result);
     int b = 0;
     return keynode && keynode->type == VCONF_TYPE_BOOL && parse_bool(keynode->value, &b) ? b : -1;
 }
 
 double vconf_keynode_get_dbl(const keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_dbl", &result))
+        return static_cast<double>(result);
     double d = 0;
     return keynode && keynode->type == VCONF_TYPE_DOUBLE && parse_double(keynode->value, &d) ? d : -1.0;
 }
 
 char *vconf_keynode_get_str(const keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_str", &result))
+        return nullptr;
     return keynode && keynode->type == VCONF_TYPE_STRING ? const_cast<char *>(keynode->value.c_str()) : nullptr;
 }
 
