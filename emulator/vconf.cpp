@@ -1,6 +1,10 @@
 // vconf stand-in over the [vconf] section of state.ini: one key per vconf
-// key, value "TYPE:VALUE".
+// key, value "TYPE:VALUE" with TYPE int, bool, double or string. An entry
+// with any other TYPE, or with none, is a key of a type that no getter or
+// setter here handles; the key list reports it as VCONF_TYPE_NONE.
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -29,10 +33,19 @@ bool valid_key(const char *key)
 {
     if (!key)
         return false;
+    bool layer = false;
     for (const char *prefix : {"db/", "file/", "memory/"})
         if (strncmp(key, prefix, strlen(prefix)) == 0)
-            return true;
-    return false;
+            layer = true;
+    if (!layer)
+        return false;
+    // Names that state.ini could not hold as one key line.
+    for (const char *p = key; *p; ++p) {
+        const unsigned char c = static_cast<unsigned char>(*p);
+        if (c <= ' ' || c == 0x7f || c == '=' || c == '[' || c == ']')
+            return false;
+    }
+    return true;
 }
 
 int type_code(const std::string &word)
@@ -58,17 +71,20 @@ const char *type_word(int type)
     }
 }
 
-// Splits "TYPE:VALUE"; false when the entry has no type.
-bool split(const std::string &raw, int *type, std::string *value)
+// Splits "TYPE:VALUE"; an entry without a type is VCONF_TYPE_NONE.
+void split(const char *raw, int *type, std::string *value)
 {
-    size_t colon = raw.find(':');
-    if (colon == std::string::npos)
-        return false;
-    *type = type_code(raw.substr(0, colon));
-    *value = raw.substr(colon + 1);
-    return true;
+    const char *colon = strchr(raw, ':');
+    if (!colon) {
+        *type = VCONF_TYPE_NONE;
+        *value = raw;
+        return;
+    }
+    *type = type_code(std::string(raw, colon));
+    *value = colon + 1;
 }
 
+// The stored value of KEY when it exists with WANT_TYPE.
 bool lookup(const char *key, int want_type, std::string *value)
 {
     if (!valid_key(key))
@@ -78,43 +94,89 @@ bool lookup(const char *key, int want_type, std::string *value)
     if (!raw)
         return false;
     int type;
-    bool ok = split(raw, &type, value) && type == want_type;
+    split(raw, &type, value);
     g_free(raw);
-    return ok;
+    return type == want_type;
 }
 
-int store(const char *function, const char *key, int type, const std::string &value, tvemul::Call &call)
+int store(tvemul::Call &call, const char *key, int type, const std::string &value)
 {
     call.record();
     long long result;
     if (call.failing(&result))
         return static_cast<int>(result);
-    if (!valid_key(key))
+    if (!valid_key(key) || value.find_first_of("\r\n") != std::string::npos) {
+        tvemul::log(kTag, "%s: refused", call.function());
         return -1;
+    }
 
     tvemul::StateUpdate update;
     gchar *raw = g_key_file_get_value(update.get(), kGroup, key, nullptr);
     if (raw) {
         int old_type;
         std::string old_value;
-        bool same = split(raw, &old_type, &old_value) && old_type == type;
+        split(raw, &old_type, &old_value);
         g_free(raw);
-        if (!same)
+        if (old_type != type) {
+            tvemul::log(kTag, "%s: %s has another type", call.function(), key);
             return -1;
+        }
     }
     const std::string entry = std::string(type_word(type)) + ":" + value;
     g_key_file_set_value(update.get(), kGroup, key, entry.c_str());
     if (!update.commit())
         return -1;
-    tvemul::log(kTag, "%s: %s = %s", function, key, entry.c_str());
+    tvemul::log(kTag, "%s: %s = %s", call.function(), key, entry.c_str());
     return 0;
 }
 
-bool parse_int(const std::string &text, long long *out)
+// Whole-text conversions: a malformed entry is a failed read, not a 0.
+bool parse_int(const std::string &text, int *out)
 {
+    const char *s = text.c_str();
     char *end = nullptr;
-    *out = strtoll(text.c_str(), &end, 10);
-    return end != text.c_str();
+    errno = 0;
+    const long long n = strtoll(s, &end, 10);
+    if (end == s || *end != '\0' || errno != 0 || n < INT_MIN || n > INT_MAX)
+        return false;
+    *out = static_cast<int>(n);
+    return true;
+}
+
+bool parse_bool(const std::string &text, int *out)
+{
+    if (text != "0" && text != "1")
+        return false;
+    *out = text == "1";
+    return true;
+}
+
+bool parse_double(const std::string &text, double *out)
+{
+    const char *s = text.c_str();
+    char *end = nullptr;
+    const double d = g_ascii_strtod(s, &end);
+    if (end == s || *end != '\0')
+        return false;
+    *out = d;
+    return true;
+}
+
+// A getter's common part: record, fail on request, find the stored text.
+bool fetch(tvemul::Call &call, const char *key, int type, std::string *value, int *result)
+{
+    call.record();
+    long long failed;
+    if (call.failing(&failed)) {
+        *result = static_cast<int>(failed);
+        return false;
+    }
+    *result = -1;
+    if (!lookup(key, type, value)) {
+        tvemul::log(kTag, "%s: %s not found", call.function(), key ? key : "(null)");
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -125,14 +187,14 @@ int vconf_set_int(const char *in_key, const int intval)
 {
     tvemul::Call call("vconf_set_int");
     call.text(in_key).num(intval);
-    return store("vconf_set_int", in_key, VCONF_TYPE_INT, std::to_string(intval), call);
+    return store(call, in_key, VCONF_TYPE_INT, std::to_string(intval));
 }
 
 int vconf_set_bool(const char *in_key, const int boolval)
 {
     tvemul::Call call("vconf_set_bool");
     call.text(in_key).num(boolval);
-    return store("vconf_set_bool", in_key, VCONF_TYPE_BOOL, boolval ? "1" : "0", call);
+    return store(call, in_key, VCONF_TYPE_BOOL, boolval ? "1" : "0");
 }
 
 int vconf_set_dbl(const char *in_key, const double dblval)
@@ -140,8 +202,8 @@ int vconf_set_dbl(const char *in_key, const double dblval)
     tvemul::Call call("vconf_set_dbl");
     call.text(in_key);
     gchar buf[G_ASCII_DTOSTR_BUF_SIZE];
-    g_snprintf(buf, sizeof buf, "%.17g", dblval);
-    return store("vconf_set_dbl", in_key, VCONF_TYPE_DOUBLE, buf, call);
+    g_ascii_formatd(buf, sizeof buf, "%.17g", dblval);
+    return store(call, in_key, VCONF_TYPE_DOUBLE, buf);
 }
 
 int vconf_set_str(const char *in_key, const char *strval)
@@ -152,68 +214,68 @@ int vconf_set_str(const char *in_key, const char *strval)
         call.record();
         return -1;
     }
-    return store("vconf_set_str", in_key, VCONF_TYPE_STRING, strval, call);
+    return store(call, in_key, VCONF_TYPE_STRING, strval);
 }
 
 int vconf_get_int(const char *in_key, int *intval)
 {
     tvemul::Call call("vconf_get_int");
-    call.text(in_key).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    call.text(in_key);
     std::string value;
-    long long n;
-    if (!intval || !lookup(in_key, VCONF_TYPE_INT, &value) || !parse_int(value, &n))
+    int result;
+    if (!fetch(call, in_key, VCONF_TYPE_INT, &value, &result))
+        return result;
+    if (!intval || !parse_int(value, intval))
         return -1;
-    *intval = static_cast<int>(n);
+    tvemul::log(kTag, "vconf_get_int: %s = %d", in_key, *intval);
     return 0;
 }
 
 int vconf_get_bool(const char *in_key, int *boolval)
 {
     tvemul::Call call("vconf_get_bool");
-    call.text(in_key).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    call.text(in_key);
     std::string value;
-    long long n;
-    if (!boolval || !lookup(in_key, VCONF_TYPE_BOOL, &value) || !parse_int(value, &n))
+    int result;
+    if (!fetch(call, in_key, VCONF_TYPE_BOOL, &value, &result))
+        return result;
+    if (!boolval || !parse_bool(value, boolval))
         return -1;
-    *boolval = n != 0;
+    tvemul::log(kTag, "vconf_get_bool: %s = %d", in_key, *boolval);
     return 0;
 }
 
 int vconf_get_dbl(const char *in_key, double *dblval)
 {
     tvemul::Call call("vconf_get_dbl");
-    call.text(in_key).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    call.text(in_key);
     std::string value;
-    if (!dblval || !lookup(in_key, VCONF_TYPE_DOUBLE, &value))
+    int result;
+    if (!fetch(call, in_key, VCONF_TYPE_DOUBLE, &value, &result))
+        return result;
+    if (!dblval || !parse_double(value, dblval))
         return -1;
-    *dblval = strtod(value.c_str(), nullptr);
+    tvemul::log(kTag, "vconf_get_dbl: %s = %s", in_key, value.c_str());
     return 0;
 }
 
 char *vconf_get_str(const char *in_key)
 {
     tvemul::Call call("vconf_get_str");
-    call.text(in_key).record();
-    long long result;
-    if (call.failing(&result))
-        return nullptr;
+    call.text(in_key);
     std::string value;
-    if (!lookup(in_key, VCONF_TYPE_STRING, &value))
+    int result;
+    if (!fetch(call, in_key, VCONF_TYPE_STRING, &value, &result))
         return nullptr;
+    tvemul::log(kTag, "vconf_get_str: %s = %s", in_key, value.c_str());
     return strdup(value.c_str());
 }
 
 keylist_t *vconf_keylist_new(void)
 {
+    long long result;
+    if (tvemul::failing("vconf_keylist_new", &result))
+        return nullptr;
     return new _keylist_t;
 }
 
@@ -225,6 +287,9 @@ int vconf_keylist_free(keylist_t *keylist)
 
 int vconf_keylist_rewindnode(keylist_t *keylist)
 {
+    long long result;
+    if (tvemul::failing("vconf_keylist_rewindnode", &result))
+        return static_cast<int>(result);
     if (!keylist)
         return -1;
     keylist->next = 0;
@@ -233,6 +298,9 @@ int vconf_keylist_rewindnode(keylist_t *keylist)
 
 keynode_t *vconf_keylist_nextnode(keylist_t *keylist)
 {
+    long long result;
+    if (tvemul::failing("vconf_keylist_nextnode", &result))
+        return nullptr;
     if (!keylist || keylist->next >= keylist->nodes.size())
         return nullptr;
     return &keylist->nodes[keylist->next++];
@@ -241,7 +309,7 @@ keynode_t *vconf_keylist_nextnode(keylist_t *keylist)
 int vconf_get(keylist_t *keylist, const char *in_parentDIR, get_option_t option)
 {
     tvemul::Call call("vconf_get");
-    call.ptr(keylist).text(in_parentDIR).num(option).record();
+    call.text(in_parentDIR).num(option).record();
     long long result;
     if (call.failing(&result))
         return static_cast<int>(result);
@@ -249,59 +317,77 @@ int vconf_get(keylist_t *keylist, const char *in_parentDIR, get_option_t option)
         return -1;
 
     tvemul::KeyFile kf = tvemul::load_state();
-    gsize count = 0;
-    gchar **keys = g_key_file_get_keys(kf.get(), kGroup, &count, nullptr);
+    gchar **keys = g_key_file_get_keys(kf.get(), kGroup, nullptr, nullptr);
     const size_t prefix_len = strlen(in_parentDIR);
-    for (gsize i = 0; keys && i < count; ++i) {
-        if (strncmp(keys[i], in_parentDIR, prefix_len) != 0)
+    std::vector<_keynode_t> found;
+    for (gchar **key = keys; key && *key; ++key) {
+        if (strncmp(*key, in_parentDIR, prefix_len) != 0)
             continue;
-        gchar *raw = g_key_file_get_value(kf.get(), kGroup, keys[i], nullptr);
-        _keynode_t node{keys[i], VCONF_TYPE_NONE, raw ? raw : ""};
-        int type;
-        std::string value;
-        if (raw && split(raw, &type, &value)) {
-            node.type = type;
-            node.value = value;
-        }
+        gchar *raw = g_key_file_get_value(kf.get(), kGroup, *key, nullptr);
+        _keynode_t node{*key, VCONF_TYPE_NONE, ""};
+        if (raw)
+            split(raw, &node.type, &node.value);
         g_free(raw);
-        keylist->nodes.push_back(std::move(node));
+        found.push_back(std::move(node));
     }
     g_strfreev(keys);
-    std::sort(keylist->nodes.begin(), keylist->nodes.end(),
+    std::sort(found.begin(), found.end(),
               [](const _keynode_t &a, const _keynode_t &b) { return strcmp(a.name.c_str(), b.name.c_str()) < 0; });
+    // A list filled again holds the new keys only.
+    keylist->nodes = std::move(found);
     keylist->next = 0;
+    tvemul::log(kTag, "vconf_get: %zu keys under \"%s\"", keylist->nodes.size(), in_parentDIR);
     return 0;
 }
 
 char *vconf_keynode_get_name(keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_name", &result))
+        return nullptr;
     return keynode ? const_cast<char *>(keynode->name.c_str()) : nullptr;
 }
 
 int vconf_keynode_get_type(keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_type", &result))
+        return static_cast<int>(result);
     return keynode ? keynode->type : -1;
 }
 
 int vconf_keynode_get_int(const keynode_t *keynode)
 {
-    long long n = 0;
-    return keynode && keynode->type == VCONF_TYPE_INT && parse_int(keynode->value, &n) ? static_cast<int>(n) : -1;
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_int", &result))
+        return static_cast<int>(result);
+    int n = 0;
+    return keynode && keynode->type == VCONF_TYPE_INT && parse_int(keynode->value, &n) ? n : -1;
 }
 
 int vconf_keynode_get_bool(const keynode_t *keynode)
 {
-    long long n = 0;
-    return keynode && keynode->type == VCONF_TYPE_BOOL && parse_int(keynode->value, &n) ? n != 0 : -1;
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_bool", &result))
+        return static_cast<int>(result);
+    int b = 0;
+    return keynode && keynode->type == VCONF_TYPE_BOOL && parse_bool(keynode->value, &b) ? b : -1;
 }
 
 double vconf_keynode_get_dbl(const keynode_t *keynode)
 {
-    return keynode && keynode->type == VCONF_TYPE_DOUBLE ? strtod(keynode->value.c_str(), nullptr) : -1.0;
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_dbl", &result))
+        return static_cast<double>(result);
+    double d = 0;
+    return keynode && keynode->type == VCONF_TYPE_DOUBLE && parse_double(keynode->value, &d) ? d : -1.0;
 }
 
 char *vconf_keynode_get_str(const keynode_t *keynode)
 {
+    long long result;
+    if (tvemul::failing("vconf_keynode_get_str", &result))
+        return nullptr;
     return keynode && keynode->type == VCONF_TYPE_STRING ? const_cast<char *>(keynode->value.c_str()) : nullptr;
 }
 

@@ -17,7 +17,7 @@ int run_menu(const Menu &menu)
     int slots[kMaxSlots] = {-1, -1, -1, -1};
 
     for (;;) {
-        TAVRIN_print_menu_title(menu.title);
+        (menu.print_title ? menu.print_title : TAVRIN_print_menu_title)(menu.title);
         for (std::size_t i = 0; i < menu.count; ++i)
             TAVRIN_print_menu_index(menu.entries[i].number, menu.entries[i].label);
         TAVRIN_print_exit_title();
@@ -37,7 +37,7 @@ int run_menu(const Menu &menu)
             if (menu.on_unknown == OnUnknown::Return)
                 return choice;
             if (menu.on_unknown == OnUnknown::TryAgain)
-                menu_print(1, "try again!!\n");
+                menu_print(1, "%s", menu.try_again ? menu.try_again : "try again!!\n");
             continue;
         }
 

@@ -29,6 +29,10 @@ struct Menu {
     const MenuEntry *entries;
     std::size_t count;
     OnUnknown on_unknown;
+    // For tool menus with a frame of their own: the title printer (null:
+    // TAVRIN_print_menu_title) and TryAgain's text (null: "try again!!\n").
+    void (*print_title)(const char *title) = nullptr;
+    const char *try_again = nullptr;
 };
 
 constexpr int kMaxSlots = 4;
