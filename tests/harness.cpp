@@ -23,6 +23,7 @@ extern char **environ;
 namespace harness {
 
 const char kPrompt[] = "Please Select a menu >> ";
+const std::string kLoadCalls = "tzplatform_mkpath 7 \"/cp\"\n";
 
 std::string source_dir() { return TAVRIN_SOURCE_DIR; }
 std::string binary_dir() { return TAVRIN_BINARY_DIR; }

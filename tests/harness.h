@@ -87,6 +87,9 @@ private:
 std::string menu(const std::string &title, const std::vector<std::string> &labels);
 std::string main_menu();
 extern const char kPrompt[];
+// What the plug-in asks of the platform when it is loaded: the first line
+// of every run's calls.
+extern const std::string kLoadCalls;
 
 // A line-by-line view of two texts that differ, for failure messages.
 std::string diff(const std::string &expected, const std::string &actual);
