@@ -70,10 +70,22 @@ const std::string kUnlockPrompt =
     "Please enter power state to unlock {power_state}, {0:normal, 1:pictureoff, 2:background standby}\n";
 
 // An empty calls.log of its own, so that nothing beneath the device root
-// shows through it.
+// shows through it; reset() brings back the device as prepared, so that one
+// root serves a whole table.
 struct Root : DeviceRoot {
-    Root() { clear_calls(); }
+    Root() : prepared(read(kStateIni)) { clear_calls(); }
     void clear_calls() const { write("/var/lib/tv-emulator/calls.log", ""); }
+    void reset(bool debug_image) const
+    {
+        write(kStateIni, prepared);
+        clear_calls();
+        if (debug_image)
+            write("/etc/debug", "");
+        else
+            remove("/etc/debug");
+    }
+    static constexpr const char *kStateIni = "/var/lib/tv-emulator/state.ini";
+    const std::string prepared;
 };
 
 std::string deviced_menu()
@@ -99,12 +111,10 @@ std::string input_for(int entry, const std::string &answer)
     return "12\n" + std::to_string(entry) + "\n" + (answer.empty() ? "" : answer + "\n") + "99\n99\n";
 }
 
-void run_case(const Case &c, bool debug_image = true)
+void run_case(const Root &root, const Case &c, bool debug_image = true)
 {
     SCOPED_TRACE("entry " + std::to_string(c.entry) + " answer '" + c.answer + "'");
-    Root root;
-    if (!debug_image)
-        root.remove("/etc/debug");
+    root.reset(debug_image);
     for (const Setting &s : c.given)
         root.set_state(s.group, s.key, s.value);
     harness::RunResult r = root.run(input_for(c.entry, c.answer));
@@ -223,8 +233,9 @@ const std::vector<Case> &succeeding_cases()
 
 TEST(Deviced, EveryEntryPrintsItsOutcomeAndMakesItsCall)
 {
+    Root root;
     for (const Case &c : succeeding_cases())
-        run_case(c);
+        run_case(root, c);
 }
 
 // Each entry with its platform function failing; the calls are those of
@@ -300,8 +311,9 @@ TEST(Deviced, PlatformFailuresPrintTheirMessage)
         {40, "", {panel("burn_in_protection", "true"), fail("oled_is_burn_in_protection_in_progress", "0")},
          "burn-in protection in progress (0)", ""},
     };
+    Root root;
     for (const Case &c : cases)
-        run_case(c);
+        run_case(root, c);
 }
 
 const std::set<int> kUngated = {4, 22, 33, 34, 40};
@@ -325,7 +337,7 @@ TEST(Deviced, ReleaseImageRunsOnlyTheQueries)
 
     for (const Case &c : succeeding_cases())
         if (kUngated.count(c.entry))
-            run_case(c, false);
+            run_case(root, c, false);
 }
 
 TEST(Deviced, ANonNumberEndsTheEntryAfterItsPrompt)
