@@ -1,0 +1,16 @@
+// TV power control stand-in: keeps the auto-resume reason in [power].
+#include "ppi_powercontrol.h"
+#include "tvemul.h"
+
+extern "C" int ppi_powercontrol_set_auto_resume(int wakeup_reason)
+{
+    tvemul::Call call("ppi_powercontrol_set_auto_resume");
+    call.num(wakeup_reason).record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+    if (!tvemul::set_int("power", "auto_resume", wakeup_reason))
+        return -5;
+    tvemul::log("PPI_POWERCONTROL", "auto resume with wakeup reason %d", wakeup_reason);
+    return 0;
+}
