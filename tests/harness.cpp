@@ -278,9 +278,23 @@ void DeviceRoot::remove(const std::string &device_path) const
     system_checked("rm -rf " + shell_quote(host_path(device_path)));
 }
 
-std::string DeviceRoot::calls_log() const
+std::string DeviceRoot::raw_calls_log() const
 {
     return read("/var/lib/tv-emulator/calls.log");
+}
+
+std::string DeviceRoot::calls_log() const
+{
+    std::string all = raw_calls_log(), out;
+    size_t pos = 0;
+    while (pos < all.size()) {
+        size_t end = all.find('\n', pos);
+        end = end == std::string::npos ? all.size() : end + 1;
+        if (all.compare(pos, end - pos, kLoadCalls) != 0)
+            out.append(all, pos, end - pos);
+        pos = end;
+    }
+    return out;
 }
 
 void DeviceRoot::clear_calls_log() const

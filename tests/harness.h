@@ -44,7 +44,10 @@ public:
     void write(const std::string &device_path, const std::string &content) const;
     void remove(const std::string &device_path) const;
 
-    std::string calls_log() const;          // "" when nothing was called
+    // calls.log without the plug-in's load-time lookup (kLoadCalls) that
+    // starts every run; raw_calls_log() has every line.
+    std::string calls_log() const;
+    std::string raw_calls_log() const;
     void clear_calls_log() const;
     // [group] key of state.ini, "" when unset; set changes it in place.
     std::string state(const std::string &group, const std::string &key) const;
