@@ -31,6 +31,7 @@ int feedback_initialize(void)
         return static_cast<int>(result);
     std::lock_guard<std::mutex> lock(init_mutex);
     ++init_count;
+    tvemul::log(kTag, "initialized (%d)", init_count);
     return FEEDBACK_ERROR_NONE;
 }
 
@@ -60,6 +61,7 @@ int feedback_deinitialize(void)
     if (init_count == 0)
         return FEEDBACK_ERROR_NOT_INITIALIZED;
     --init_count;
+    tvemul::log(kTag, "deinitialized (%d)", init_count);
     return FEEDBACK_ERROR_NONE;
 }
 

@@ -518,6 +518,7 @@ int usb_get_connected_device_number(usb_class_e device_class)
     int count = 0;
     for (const auto &device : connected_devices())
         count += of_class(*device, device_class);
+    tvemul::log(kTag, "connected devices of class %d: %d", device_class, count);
     return count;
 }
 

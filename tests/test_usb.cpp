@@ -261,20 +261,6 @@ TEST_F(UsbMenu, FailuresEndTheListingAndFiniFollowsEverySuccessfulInit)
     EXPECT_EQ(listing("1\n"), "Count of the connected device : 5\n" + kHubBlock);
 }
 
-TEST_F(UsbMenu, GetterFailuresPrintWhatTheGetterGave)
-{
-    connect_five();
-    root.set_state("usb", "devices", "disk;");
-    root.set_state("fail", "usb_device_get_serial", "-1");
-    root.set_state("fail", "usb_device_get_bus", "-22");
-    root.set_state("fail", "usb_mass_storage_state", "0");
-    std::string expected = kDiskBlock;
-    expected.replace(expected.find("- bus : 1"), 9, "- bus : -22");
-    expected.replace(expected.find("- state : error"), 15, "- state : Normal");
-    expected.replace(expected.find("- serial : 0123456789AB"), 23, "- serial : (null)");
-    EXPECT_EQ(listing("2\n"), "Count of the connected device : 1\n" + expected);
-}
-
 TEST_F(UsbMenu, ListsTheDevicesOfASysfsTree)
 {
     root.remove_state_group("usb");
