@@ -13,7 +13,7 @@ namespace {
 
 // Indexed by the feedback menu's entry number; index 0 is never played.
 const int sound_patterns[27] = {
-    64,                                                  //
+    64,
     37, 85, 79, 86, 81, 83, 82, 67, 70, 65, 66, 69, 0,   // 1 to 13
     1, 84, 65, 89, 90, 91, 92, 93, 94, 95, 96, 97, 104,  // 14 to 26
 };
