@@ -299,7 +299,9 @@ std::string DeviceRoot::calls_log() const
 
 void DeviceRoot::clear_calls_log() const
 {
-    ::unlink(host_path("/var/lib/tv-emulator/calls.log").c_str());
+    // Emptied, not removed: without a file of its own in the device root, a
+    // calls.log of the real /var would show through the overlay.
+    write("/var/lib/tv-emulator/calls.log", "");
 }
 
 std::string DeviceRoot::state(const std::string &group, const std::string &key) const

@@ -1,0 +1,68 @@
+// Feedback stand-in: records what would be played; the development machine
+// stays silent.
+#include <mutex>
+
+#include "feedback.h"
+#include "tvemul.h"
+
+namespace {
+
+const char kTag[] = "FEEDBACK";
+
+std::mutex init_mutex;
+int init_count = 0;
+
+bool initialized()
+{
+    std::lock_guard<std::mutex> lock(init_mutex);
+    return init_count > 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int feedback_initialize(void)
+{
+    tvemul::Call call("feedback_initialize");
+    call.record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+    std::lock_guard<std::mutex> lock(init_mutex);
+    ++init_count;
+    tvemul::log(kTag, "initialized (%d)", init_count);
+    return FEEDBACK_ERROR_NONE;
+}
+
+int feedback_play(feedback_pattern_e pattern)
+{
+    tvemul::Call call("feedback_play");
+    call.num(pattern).record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+    if (!initialized())
+        return FEEDBACK_ERROR_NOT_INITIALIZED;
+    if (pattern < 0 || pattern >= FEEDBACK_PATTERN_END)
+        return FEEDBACK_ERROR_INVALID_PARAMETER;
+    tvemul::log(kTag, "play pattern %d", static_cast<int>(pattern));
+    return FEEDBACK_ERROR_NONE;
+}
+
+int feedback_deinitialize(void)
+{
+    tvemul::Call call("feedback_deinitialize");
+    call.record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+    std::lock_guard<std::mutex> lock(init_mutex);
+    if (init_count == 0)
+        return FEEDBACK_ERROR_NOT_INITIALIZED;
+    --init_count;
+    tvemul::log(kTag, "deinitialized (%d)", init_count);
+    return FEEDBACK_ERROR_NONE;
+}
+
+}  // extern "C"
