@@ -1,4 +1,5 @@
 #include "harness.h"
+#include "launcher.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -160,6 +161,28 @@ std::vector<std::string> run_env(const RunOptions &options)
     for (const auto &e : options.env)
         env.push_back(e);
     return env;
+}
+
+// A cross build's own programs run through its emulator. A preload library
+// of the test is the program's, so it goes to the emulator's guest and not to
+// the machine's programs in between.
+std::vector<std::string> launch(const std::vector<std::string> &argv, std::vector<std::string> &env)
+{
+    const std::vector<std::string> launcher = TAVRIN_TEST_LAUNCHER;
+    if (launcher.empty() || argv.empty() || argv[0].rfind(binary_dir() + "/", 0) != 0)
+        return argv;
+    std::vector<std::string> command = launcher;
+    for (auto it = env.begin(); it != env.end();) {
+        if (it->rfind("LD_PRELOAD=", 0) == 0) {
+            command.push_back("-E");
+            command.push_back(*it);
+            it = env.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    command.insert(command.end(), argv.begin(), argv.end());
+    return command;
 }
 
 // Pumps the child's output until it exits or the time runs out.
@@ -343,7 +366,9 @@ RunResult DeviceRoot::run_command(const std::vector<std::string> &argv, const st
                                   const RunOptions &options) const
 {
     int in_fd, out_fd, err_fd;
-    pid_t pid = spawn(devroot_command(dir_, options, argv), run_env(options), &in_fd, &out_fd, &err_fd);
+    std::vector<std::string> env = run_env(options);
+    std::vector<std::string> command = launch(argv, env);
+    pid_t pid = spawn(devroot_command(dir_, options, command), env, &in_fd, &out_fd, &err_fd);
     if (pid < 0) {
         ADD_FAILURE() << "cannot start " << argv[0];
         return {};
@@ -366,7 +391,9 @@ Session::Session(const DeviceRoot &root, const RunOptions &options)
     std::vector<std::string> argv = {binary_dir() + "/debugmenu"};
     for (const auto &a : options.args)
         argv.push_back(a);
-    pid_ = spawn(devroot_command(root.dir(), options, argv), run_env(options), &in_fd_, &out_fd_, &err_fd_);
+    std::vector<std::string> env = run_env(options);
+    std::vector<std::string> command = launch(argv, env);
+    pid_ = spawn(devroot_command(root.dir(), options, command), env, &in_fd_, &out_fd_, &err_fd_);
     if (pid_ < 0)
         ADD_FAILURE() << "cannot start debugmenu";
 }
