@@ -252,8 +252,12 @@ TEST(Exports, OnlyDeclaredFunctionsAreExported)
     while (fgets(line, sizeof line, p)) {
         std::string s(line);
         s.erase(s.find_last_not_of("\n") + 1);
-        // Type information that sanitizer builds add for checked calls.
-        if (!s.empty() && s.rfind("_ZTI", 0) != 0 && s.rfind("_ZTS", 0) != 0)
+        // Type information that sanitizer builds add for checked calls, and
+        // the standard library's template instantiations, are not ours.
+        bool foreign = false;
+        for (const char *prefix : {"_ZTI", "_ZTS", "_ZNSt", "_ZNKSt", "_ZSt"})
+            foreign = foreign || s.rfind(prefix, 0) == 0;
+        if (!s.empty() && !foreign)
             symbols.push_back(s);
     }
     pclose(p);
