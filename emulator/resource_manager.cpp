@@ -297,7 +297,8 @@ bool ask_other_process(const Consumer &holder, int device)
 bool still_held(int device, int handle)
 {
     tvemul::KeyFile kf = tvemul::load_state();
-    const Hold *h = read_state(kf.get()).holder(device);
+    const RmState s = read_state(kf.get());
+    const Hold *h = s.holder(device);
     return h && h->handle == handle;
 }
 
@@ -324,8 +325,10 @@ void reclaim(const Consumer &holder, int device)
 enum class Take { Taken, Busy, Failed };
 
 // One free decoder for HANDLE, or the oldest allocation in *victim when
-// every decoder is held.
-Take take_free(int handle, int *device, Consumer *victim, int *victim_device, int *error)
+// every decoder is held. Devices in MINE were taken for the same request
+// and are never asked back for it.
+Take take_free(int handle, const std::vector<int> &mine, int *device, Consumer *victim, int *victim_device,
+               int *error)
 {
     tvemul::StateUpdate update;
     RmState s = read_state(update.get());
@@ -343,13 +346,17 @@ Take take_free(int handle, int *device, Consumer *victim, int *victim_device, in
                 break;
             }
         }
-        if (result != Take::Taken && !s.held.empty()) {
-            *victim_device = s.held.front().device;
-            *victim = *s.consumer(s.held.front().handle);
+        for (size_t i = 0; result != Take::Taken && i < s.held.size(); ++i) {
+            const Hold &oldest = s.held[i];
+            if (std::find(mine.begin(), mine.end(), oldest.device) != mine.end())
+                continue;
+            *victim_device = oldest.device;
+            *victim = *s.consumer(oldest.handle);
             result = Take::Busy;
-        } else if (result != Take::Taken) {
-            *error = RM_ERROR_RESOURCE_UNAVAILABLE;
+            break;
         }
+        if (result == Take::Failed)
+            *error = RM_ERROR_RESOURCE_UNAVAILABLE;
     }
     if (reaped || result == Take::Taken) {
         write_state(update.get(), s);
@@ -358,12 +365,12 @@ Take take_free(int handle, int *device, Consumer *victim, int *victim_device, in
     return result;
 }
 
-int take_device(int handle, int *device)
+int take_device(int handle, const std::vector<int> &mine, int *device)
 {
     int error = RM_ERROR_RESOURCE_UNAVAILABLE;
     Consumer victim{};
     int victim_device = 0;
-    switch (take_free(handle, device, &victim, &victim_device, &error)) {
+    switch (take_free(handle, mine, device, &victim, &victim_device, &error)) {
     case Take::Taken:
         return RM_OK;
     case Take::Failed:
@@ -374,7 +381,7 @@ int take_device(int handle, int *device)
     // The state lock is not held here: the holder gives back through
     // rm_deallocate_resources, perhaps on this very thread.
     reclaim(victim, victim_device);
-    if (take_free(handle, device, &victim, &victim_device, &error) == Take::Taken)
+    if (take_free(handle, mine, device, &victim, &victim_device, &error) == Take::Taken)
         return RM_OK;
     tvemul::log(kTag, "device %d was not given back", victim_device);
     return RM_ERROR_RESOURCE_UNAVAILABLE;
@@ -499,7 +506,7 @@ int rm_allocate_resources(int handle, const rm_category_request_s *requests, rm_
     std::vector<int> taken;
     for (int i = 0; i < count; ++i) {
         int device = 0;
-        const int rc = take_device(handle, &device);
+        const int rc = take_device(handle, taken, &device);
         if (rc != RM_OK) {
             // All or nothing.
             if (!taken.empty())
