@@ -15,7 +15,6 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -43,27 +42,37 @@ std::string base_of(const std::string &path)
     return path;
 }
 
+// Finds "_WIDTHxHEIGHT_[FORMAT]" in the file name.
 bool frame_of(const std::string &base, Frame *frame, std::string *error)
 {
-    const std::string name = base.substr(base.rfind('/') == std::string::npos ? 0 : base.rfind('/') + 1);
-    static const std::regex pattern("_([0-9]{1,5})x([0-9]{1,5})_\\[([A-Z0-9]+)\\]");
-    std::smatch m;
-    if (!std::regex_search(name, m, pattern)) {
+    const size_t slash = base.rfind('/');
+    const std::string name = base.substr(slash == std::string::npos ? 0 : slash + 1);
+    std::string format;
+    bool found = false;
+    for (size_t at = name.find('_'); at != std::string::npos && !found; at = name.find('_', at + 1)) {
+        int width = 0, height = 0, used = 0;
+        char word[16] = "";
+        if (sscanf(name.c_str() + at, "_%5dx%5d_[%15[A-Z0-9]]%n", &width, &height, word, &used) == 3 && used > 0) {
+            frame->width = width;
+            frame->height = height;
+            format = word;
+            found = true;
+        }
+    }
+    if (!found) {
         *error = name + ": no _WIDTHxHEIGHT_[FORMAT] in the name";
         return false;
     }
-    frame->width = std::stoi(m[1]);
-    frame->height = std::stoi(m[2]);
     if (frame->width <= 0 || frame->height <= 0) {
         *error = name + ": empty frame";
         return false;
     }
-    if (m[3] == "YUV420") {
+    if (format == "YUV420") {
         frame->yuv422 = false;
-    } else if (m[3] == "YUV422") {
+    } else if (format == "YUV422") {
         frame->yuv422 = true;
     } else {
-        *error = name + ": colour format " + m[3].str() + " cannot be shown";
+        *error = name + ": colour format " + format + " cannot be shown";
         return false;
     }
     return true;
