@@ -2,7 +2,8 @@
 #ifndef TAVRIN_CAPTURE_H
 #define TAVRIN_CAPTURE_H
 
-enum cap_mode {
+// Any int is a cap_mode, so that a caller's stray value can be refused.
+enum cap_mode : int {
     CAPTURE_MODE_SCREEN = 0,
     CAPTURE_MODE_VIDEO = 1,
     CAPTURE_MODE_VIDEO_MAIN_ONLY = 2,
