@@ -10,21 +10,29 @@
 
 namespace tavrin {
 
-int run_menu(const Menu &menu)
+int run_menu(const Menu &menu, void *context)
 {
     // Handles live for one visit: a later visit cannot stop what an
     // earlier one started.
     int slots[kMaxSlots] = {-1, -1, -1, -1};
 
     for (;;) {
-        (menu.print_title ? menu.print_title : TAVRIN_print_menu_title)(menu.title);
-        for (std::size_t i = 0; i < menu.count; ++i)
-            TAVRIN_print_menu_index(menu.entries[i].number, menu.entries[i].label);
-        TAVRIN_print_exit_title();
+        if (menu.show) {
+            menu.show();
+        } else {
+            (menu.print_title ? menu.print_title : TAVRIN_print_menu_title)(menu.title);
+            for (std::size_t i = 0; i < menu.count; ++i)
+                TAVRIN_print_menu_index(menu.entries[i].number, menu.entries[i].label);
+            TAVRIN_print_exit_title();
+        }
 
         const int choice = waitkeyresponse();
-        if (choice == kExitChoice)
+        const bool pass_on = menu.on_unknown == OnUnknown::PassOn && menu.pass_on;
+        if (choice == kExitChoice) {
+            if (pass_on)
+                menu.pass_on(choice);
             return choice;
+        }
 
         const MenuEntry *entry = nullptr;
         for (std::size_t i = 0; i < menu.count; ++i) {
@@ -38,6 +46,8 @@ int run_menu(const Menu &menu)
                 return choice;
             if (menu.on_unknown == OnUnknown::TryAgain)
                 menu_print(1, "%s", menu.try_again ? menu.try_again : "try again!!\n");
+            if (pass_on)
+                menu.pass_on(choice);
             continue;
         }
 
@@ -45,6 +55,10 @@ int run_menu(const Menu &menu)
         case EntryKind::Action:
             if (entry->action)
                 entry->action();
+            break;
+        case EntryKind::ActionIn:
+            if (entry->action_in)
+                entry->action_in(context);
             break;
         case EntryKind::StartTag:
             slots[entry->slot] = startdlogtag(entry->tag);

@@ -6,7 +6,7 @@
 
 namespace tavrin {
 
-enum class EntryKind { Action, StartTag, StopTag };
+enum class EntryKind { Action, ActionIn, StartTag, StopTag };
 
 struct MenuEntry {
     int number;
@@ -15,6 +15,7 @@ struct MenuEntry {
     void (*action)();   // Action; null: shown, but choosing it does nothing
     const char *tag;    // StartTag
     int slot;           // StartTag, StopTag: index into the visit's handle slots
+    void (*action_in)(void *context) = nullptr;  // ActionIn: given run_menu's context
 };
 
 // What a choice that is no entry's number does.
@@ -22,6 +23,7 @@ enum class OnUnknown {
     Redisplay,  // show the menu again, no message
     TryAgain,   // "try again!!\n", then the menu again (main menu)
     Return,     // leave as on 99 (feedback menu)
+    PassOn,     // hand it to Menu::pass_on; 99 too, before leaving (factory loop)
 };
 
 struct Menu {
@@ -33,6 +35,8 @@ struct Menu {
     // TAVRIN_print_menu_title) and TryAgain's text (null: "try again!!\n").
     void (*print_title)(const char *title) = nullptr;
     const char *try_again = nullptr;
+    void (*show)() = nullptr;              // prints the menu instead of the standard layout
+    void (*pass_on)(int choice) = nullptr;  // OnUnknown::PassOn
 };
 
 constexpr int kMaxSlots = 4;
@@ -40,6 +44,9 @@ constexpr int kExitChoice = 99;
 
 constexpr MenuEntry action(int number, const char *label, void (*fn)()) {
     return {number, label, EntryKind::Action, fn, nullptr, 0};
+}
+constexpr MenuEntry action_in(int number, const char *label, void (*fn)(void *)) {
+    return {number, label, EntryKind::ActionIn, nullptr, nullptr, 0, fn};
 }
 constexpr MenuEntry start_tag(int number, const char *label, const char *tag, int slot = 0) {
     return {number, label, EntryKind::StartTag, nullptr, tag, slot};
@@ -54,16 +61,24 @@ constexpr Menu make_menu(const char *title, const MenuEntry (&entries)[N],
     return {title, entries, N, on_unknown};
 }
 
+// A menu that prints itself; its entries' labels are its own business.
+template <std::size_t N>
+constexpr Menu make_menu(void (*show)(), const MenuEntry (&entries)[N],
+                         OnUnknown on_unknown = OnUnknown::Redisplay, void (*pass_on)(int) = nullptr) {
+    return {nullptr, entries, N, on_unknown, show, pass_on};
+}
+
 // Adapts a tool function to a menu action; menus never use the result.
-template <auto Fn>
+template <auto Fn, auto... Args>
 void call()
 {
-    Fn();
+    Fn(Args...);
 }
 
 // Prints the menu, reads a choice, runs it; until 99 (or an unknown
 // choice in a Return menu). Returns the choice that ended the loop.
-int run_menu(const Menu &menu);
+// CONTEXT is handed to ActionIn entries.
+int run_menu(const Menu &menu, void *context = nullptr);
 
 }  // namespace tavrin
 

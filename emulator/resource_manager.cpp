@@ -1,0 +1,581 @@
+// Resource manager stand-in: a pool of [rm] decoders shared by every process
+// of the device. Consumers and allocations live in [rm-state] so that two
+// debug menus compete for the same decoders:
+//
+//   next_handle=3
+//   consumers=1:PID:START;2:PID:START;   handle, owning process and its start time
+//   held=10:1;                            device:handle, oldest allocation first
+//
+// A held device is taken back from its consumer through the consumer's
+// callback: directly when the consumer lives in the calling process, else
+// through a FIFO read by a thread of the owning process.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "rm_api.h"
+#include "tvemul.h"
+
+namespace {
+
+const char kTag[] = "RSC_MNG";
+const char kGroup[] = "rm-state";
+
+struct Consumer {
+    int handle;
+    long pid;
+    unsigned long long start;
+};
+
+struct Hold {
+    int device;
+    int handle;
+};
+
+struct Pool {
+    int decoders;
+    int first_id;
+    std::string node;
+    std::string omx;
+};
+
+struct RmState {
+    int next_handle = 1;
+    std::vector<Consumer> consumers;
+    std::vector<Hold> held;
+
+    const Consumer *consumer(int handle) const
+    {
+        for (const Consumer &c : consumers)
+            if (c.handle == handle)
+                return &c;
+        return nullptr;
+    }
+    const Hold *holder(int device) const
+    {
+        for (const Hold &h : held)
+            if (h.device == device)
+                return &h;
+        return nullptr;
+    }
+};
+
+Pool read_pool(GKeyFile *kf)
+{
+    Pool pool;
+    pool.decoders = static_cast<int>(tvemul::get_int(kf, "rm", "decoders", 1));
+    pool.first_id = static_cast<int>(tvemul::get_int(kf, "rm", "device_id", 10));
+    pool.node = tvemul::get_str(kf, "rm", "device_node", "/dev/emul-dec0");
+    pool.omx = tvemul::get_str(kf, "rm", "omx_comp_name", "OMX.EMUL.VDEC");
+    return pool;
+}
+
+// The node of the pool's INDEXth decoder: the number that ends the first
+// decoder's node counts up ("/dev/emul-dec0", "/dev/emul-dec1", ...).
+std::string node_of(const Pool &pool, int index)
+{
+    size_t digits = pool.node.size();
+    while (digits > 0 && isdigit(static_cast<unsigned char>(pool.node[digits - 1])))
+        --digits;
+    if (digits == pool.node.size())
+        return index == 0 ? pool.node : pool.node + std::to_string(index);
+    const long base = strtol(pool.node.c_str() + digits, nullptr, 10);
+    return pool.node.substr(0, digits) + std::to_string(base + index);
+}
+
+std::vector<std::string> get_list(GKeyFile *kf, const char *key)
+{
+    std::vector<std::string> items;
+    gsize count = 0;
+    gchar **list = g_key_file_get_string_list(kf, kGroup, key, &count, nullptr);
+    for (gsize i = 0; list && i < count; ++i)
+        if (*list[i])
+            items.emplace_back(list[i]);
+    g_strfreev(list);
+    return items;
+}
+
+void set_list(GKeyFile *kf, const char *key, const std::vector<std::string> &items)
+{
+    std::vector<const gchar *> list;
+    for (const std::string &item : items)
+        list.push_back(item.c_str());
+    g_key_file_set_string_list(kf, kGroup, key, list.data(), list.size());
+}
+
+RmState read_state(GKeyFile *kf)
+{
+    RmState s;
+    s.next_handle = static_cast<int>(tvemul::get_int(kf, kGroup, "next_handle", 1));
+    for (const std::string &item : get_list(kf, "consumers")) {
+        Consumer c{};
+        if (sscanf(item.c_str(), "%d:%ld:%llu", &c.handle, &c.pid, &c.start) == 3)
+            s.consumers.push_back(c);
+    }
+    for (const std::string &item : get_list(kf, "held")) {
+        Hold h{};
+        if (sscanf(item.c_str(), "%d:%d", &h.device, &h.handle) == 2)
+            s.held.push_back(h);
+    }
+    return s;
+}
+
+void write_state(GKeyFile *kf, const RmState &s)
+{
+    g_key_file_set_integer(kf, kGroup, "next_handle", s.next_handle);
+    std::vector<std::string> items;
+    for (const Consumer &c : s.consumers)
+        items.push_back(std::to_string(c.handle) + ":" + std::to_string(c.pid) + ":" + std::to_string(c.start));
+    set_list(kf, "consumers", items);
+    items.clear();
+    for (const Hold &h : s.held)
+        items.push_back(std::to_string(h.device) + ":" + std::to_string(h.handle));
+    set_list(kf, "held", items);
+}
+
+// Start time of a process in clock ticks since boot, 0 when it is gone:
+// together with the pid it names one process even after the pid is reused.
+unsigned long long process_start(long pid)
+{
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const size_t paren = stat.rfind(')');
+    if (paren == std::string::npos)
+        return 0;
+    std::istringstream fields(stat.substr(paren + 1));
+    std::string field;
+    // Field 22 is the start time; fields 1 and 2 precede the ')'.
+    for (int i = 3; i <= 22 && fields >> field; ++i) {
+        if (i == 22)
+            return strtoull(field.c_str(), nullptr, 10);
+    }
+    return 0;
+}
+
+bool alive(const Consumer &c)
+{
+    return process_start(c.pid) == c.start;
+}
+
+// A consumer whose process has ended is dropped with everything it held, as
+// the manager does when a client goes away.
+bool reap(RmState &s)
+{
+    std::vector<int> dead;
+    for (const Consumer &c : s.consumers)
+        if (!alive(c))
+            dead.push_back(c.handle);
+    for (const Hold &h : s.held)
+        if (!s.consumer(h.handle))
+            dead.push_back(h.handle);  // a hold without a consumer is free
+    if (dead.empty())
+        return false;
+    auto is_dead = [&](int handle) { return std::find(dead.begin(), dead.end(), handle) != dead.end(); };
+    s.consumers.erase(std::remove_if(s.consumers.begin(), s.consumers.end(),
+                                     [&](const Consumer &c) { return is_dead(c.handle); }),
+                      s.consumers.end());
+    s.held.erase(std::remove_if(s.held.begin(), s.held.end(), [&](const Hold &h) { return is_dead(h.handle); }),
+                 s.held.end());
+    for (int handle : dead)
+        tvemul::log(kTag, "consumer %d is gone; its devices are free", handle);
+    return true;
+}
+
+// Consumers registered by this process.
+struct Local {
+    rm_resource_cb callback;
+    void *user_data;
+};
+std::mutex locals_mutex;
+std::map<int, Local> &locals()
+{
+    static std::map<int, Local> map;
+    return map;
+}
+
+bool local_callback(int handle, Local *local)
+{
+    std::lock_guard<std::mutex> lock(locals_mutex);
+    auto it = locals().find(handle);
+    if (it == locals().end())
+        return false;
+    *local = it->second;
+    return true;
+}
+
+void call_back(int handle, int device)
+{
+    Local local{};
+    if (!local_callback(handle, &local) || !local.callback)
+        return;
+    rm_device_request_s request{};
+    request.request_num = 1;
+    request.device_id[0] = device;
+    local.callback(handle, RM_CALLBACK_TYPE_RESOURCE_CONFLICT, &request, local.user_data);
+}
+
+std::string fifo_path(long pid)
+{
+    return tvemul::state_file(("rm-consumer-" + std::to_string(pid) + ".fifo").c_str());
+}
+
+// Removes this process's FIFO when the process ends normally.
+struct FifoCleanup {
+    std::string path;
+    ~FifoCleanup()
+    {
+        if (!path.empty())
+            unlink(path.c_str());
+    }
+};
+
+void listen(int fd)
+{
+    std::string pending;
+    char buf[256];
+    for (;;) {
+        ssize_t n = read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return;
+        pending.append(buf, static_cast<size_t>(n));
+        size_t end;
+        while ((end = pending.find('\n')) != std::string::npos) {
+            int handle = 0, device = 0;
+            if (sscanf(pending.substr(0, end).c_str(), "%d %d", &handle, &device) == 2)
+                call_back(handle, device);
+            pending.erase(0, end + 1);
+        }
+    }
+}
+
+void start_listener()
+{
+    static std::once_flag once;
+    static FifoCleanup cleanup;
+    std::call_once(once, [] {
+        const std::string path = fifo_path(getpid());
+        unlink(path.c_str());
+        if (mkfifo(path.c_str(), 0600) != 0)
+            return;
+        // Opened for writing as well, so that the read never sees an end.
+        int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
+        if (fd < 0)
+            return;
+        cleanup.path = path;
+        std::thread(listen, fd).detach();
+    });
+}
+
+bool ask_other_process(const Consumer &holder, int device)
+{
+    int fd = open(fifo_path(holder.pid).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const std::string line = std::to_string(holder.handle) + " " + std::to_string(device) + "\n";
+    const bool sent = write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    close(fd);
+    return sent;
+}
+
+bool still_held(int device, int handle)
+{
+    tvemul::KeyFile kf = tvemul::load_state();
+    const RmState s = read_state(kf.get());
+    const Hold *h = s.holder(device);
+    return h && h->handle == handle;
+}
+
+// Asks HOLDER to give DEVICE back and waits until it has, or gives up.
+void reclaim(const Consumer &holder, int device)
+{
+    tvemul::log(kTag, "resource conflict: taking device %d back from consumer %d", device, holder.handle);
+    if (holder.pid == getpid()) {
+        call_back(holder.handle, device);
+        return;
+    }
+    if (!ask_other_process(holder, device))
+        return;
+    long long timeout_ms;
+    {
+        tvemul::KeyFile kf = tvemul::load_state();
+        timeout_ms = tvemul::get_int(kf.get(), "rm", "conflict_timeout_ms", 3000);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    while (still_held(device, holder.handle) && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+enum class Take { Taken, Busy, Failed };
+
+// One free decoder for HANDLE, or the oldest allocation in *victim when
+// every decoder is held. Devices in MINE were taken for the same request
+// and are never asked back for it.
+Take take_free(int handle, const std::vector<int> &mine, int *device, Consumer *victim, int *victim_device,
+               int *error)
+{
+    tvemul::StateUpdate update;
+    RmState s = read_state(update.get());
+    const bool reaped = reap(s);
+    const Pool pool = read_pool(update.get());
+    Take result = Take::Failed;
+    if (!s.consumer(handle)) {
+        *error = RM_ERROR_NOT_REGISTERED;
+    } else {
+        for (int i = 0; i < pool.decoders; ++i) {
+            if (!s.holder(pool.first_id + i)) {
+                *device = pool.first_id + i;
+                s.held.push_back({*device, handle});
+                result = Take::Taken;
+                break;
+            }
+        }
+        for (size_t i = 0; result != Take::Taken && i < s.held.size(); ++i) {
+            const Hold &oldest = s.held[i];
+            if (std::find(mine.begin(), mine.end(), oldest.device) != mine.end())
+                continue;
+            *victim_device = oldest.device;
+            *victim = *s.consumer(oldest.handle);
+            result = Take::Busy;
+            break;
+        }
+        if (result == Take::Failed)
+            *error = RM_ERROR_RESOURCE_UNAVAILABLE;
+    }
+    if (reaped || result == Take::Taken) {
+        write_state(update.get(), s);
+        update.commit();
+    }
+    return result;
+}
+
+int take_device(int handle, const std::vector<int> &mine, int *device)
+{
+    int error = RM_ERROR_RESOURCE_UNAVAILABLE;
+    Consumer victim{};
+    int victim_device = 0;
+    switch (take_free(handle, mine, device, &victim, &victim_device, &error)) {
+    case Take::Taken:
+        return RM_OK;
+    case Take::Failed:
+        return error;
+    case Take::Busy:
+        break;
+    }
+    // The state lock is not held here: the holder gives back through
+    // rm_deallocate_resources, perhaps on this very thread.
+    reclaim(victim, victim_device);
+    if (take_free(handle, mine, device, &victim, &victim_device, &error) == Take::Taken)
+        return RM_OK;
+    tvemul::log(kTag, "device %d was not given back", victim_device);
+    return RM_ERROR_RESOURCE_UNAVAILABLE;
+}
+
+void give_back(int handle, const std::vector<int> &devices)
+{
+    tvemul::StateUpdate update;
+    RmState s = read_state(update.get());
+    s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
+                                [&](const Hold &h) {
+                                    return h.handle == handle &&
+                                           std::find(devices.begin(), devices.end(), h.device) != devices.end();
+                                }),
+                 s.held.end());
+    write_state(update.get(), s);
+    update.commit();
+}
+
+}  // namespace
+
+extern "C" {
+
+int rm_register(rm_resource_cb callback, void *user_data, int *handle, rm_consumer_info *consumer_info)
+{
+    tvemul::Call call("rm_register");
+    call.ptr(reinterpret_cast<const void *>(callback)).ptr(user_data).ptr(consumer_info);
+    long long result;
+    if (call.failing(&result)) {
+        call.record();
+        return static_cast<int>(result);
+    }
+    if (!callback || !handle) {
+        call.record();
+        return RM_ERROR_INVALID_PARAMETER;
+    }
+    int made;
+    {
+        tvemul::StateUpdate update;
+        RmState s = read_state(update.get());
+        reap(s);
+        made = std::max(s.next_handle, 1);
+        s.next_handle = made + 1;
+        s.consumers.push_back({made, static_cast<long>(getpid()), process_start(getpid())});
+        write_state(update.get(), s);
+        if (!update.commit()) {
+            call.record();
+            return RM_ERROR;
+        }
+    }
+    {
+        std::lock_guard<std::mutex> lock(locals_mutex);
+        locals()[made] = {callback, user_data};
+    }
+    start_listener();
+    call.record_handle(made);
+    tvemul::log(kTag, "consumer %d registered", made);
+    *handle = made;
+    return RM_OK;
+}
+
+int rm_unregister(int handle)
+{
+    tvemul::Call call("rm_unregister");
+    call.num(handle).record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+    {
+        tvemul::StateUpdate update;
+        RmState s = read_state(update.get());
+        const bool reaped = reap(s);
+        const bool known = s.consumer(handle) != nullptr;
+        if (known) {
+            s.consumers.erase(std::remove_if(s.consumers.begin(), s.consumers.end(),
+                                             [&](const Consumer &c) { return c.handle == handle; }),
+                              s.consumers.end());
+            s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
+                                        [&](const Hold &h) { return h.handle == handle; }),
+                         s.held.end());
+        }
+        if (known || reaped) {
+            write_state(update.get(), s);
+            update.commit();
+        }
+        if (!known) {
+            tvemul::log(kTag, "unregister: consumer %d is not registered", handle);
+            return RM_ERROR_NOT_REGISTERED;
+        }
+    }
+    {
+        std::lock_guard<std::mutex> lock(locals_mutex);
+        locals().erase(handle);
+    }
+    tvemul::log(kTag, "consumer %d unregistered", handle);
+    return RM_OK;
+}
+
+int rm_allocate_resources(int handle, const rm_category_request_s *requests, rm_device_return_s *devices)
+{
+    tvemul::Call call("rm_allocate_resources");
+    call.num(handle);
+    if (requests)
+        call.num(requests->request_num).num(requests->category_id[0]).num(requests->category_option[0])
+            .num(requests->state[0]);
+    else
+        call.ptr(nullptr);
+    call.record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+    if (!requests || !devices || requests->request_num < 1 || requests->request_num > RM_REQUEST_MAX)
+        return RM_ERROR_INVALID_PARAMETER;
+    const int count = requests->request_num;
+    for (int i = 0; i < count; ++i) {
+        if (requests->category_id[i] <= 0) {
+            tvemul::log(kTag, "allocate: no category %d", requests->category_id[i]);
+            return RM_ERROR_INVALID_PARAMETER;
+        }
+    }
+
+    std::vector<int> taken;
+    for (int i = 0; i < count; ++i) {
+        int device = 0;
+        const int rc = take_device(handle, taken, &device);
+        if (rc != RM_OK) {
+            // All or nothing.
+            if (!taken.empty())
+                give_back(handle, taken);
+            tvemul::log(kTag, "consumer %d: allocation failed (%d)", handle, rc);
+            return rc;
+        }
+        taken.push_back(device);
+    }
+
+    tvemul::KeyFile kf = tvemul::load_state();
+    const Pool pool = read_pool(kf.get());
+    devices->allocated_num = count;
+    for (int i = 0; i < count; ++i) {
+        devices->device_id[i] = taken[static_cast<size_t>(i)];
+        devices->device_node[i] = strdup(node_of(pool, taken[static_cast<size_t>(i)] - pool.first_id).c_str());
+        devices->omx_comp_name[i] = strdup(pool.omx.c_str());
+        tvemul::log(kTag, "consumer %d: category %d (option 0x%x) -> device %d %s", handle,
+                    requests->category_id[i], static_cast<unsigned>(requests->category_option[i]),
+                    devices->device_id[i], devices->device_node[i]);
+    }
+    return RM_OK;
+}
+
+int rm_deallocate_resources(int handle, rm_device_request_s *requests)
+{
+    tvemul::Call call("rm_deallocate_resources");
+    call.num(handle);
+    if (requests)
+        call.num(requests->request_num).num(requests->device_id[0]);
+    else
+        call.ptr(nullptr);
+    call.record();
+    long long result;
+    if (call.failing(&result))
+        return static_cast<int>(result);
+    if (!requests || requests->request_num < 1 || requests->request_num > RM_REQUEST_MAX)
+        return RM_ERROR_INVALID_PARAMETER;
+
+    tvemul::StateUpdate update;
+    RmState s = read_state(update.get());
+    const bool reaped = reap(s);
+    int rc = RM_OK;
+    if (!s.consumer(handle)) {
+        rc = RM_ERROR_NOT_REGISTERED;
+    } else {
+        // Nothing is released unless every named device is the consumer's.
+        for (int i = 0; i < requests->request_num && rc == RM_OK; ++i) {
+            const Hold *h = s.holder(requests->device_id[i]);
+            if (!h || h->handle != handle) {
+                tvemul::log(kTag, "consumer %d does not hold device %d", handle, requests->device_id[i]);
+                rc = RM_ERROR_INVALID_PARAMETER;
+            }
+        }
+    }
+    if (rc == RM_OK) {
+        for (int i = 0; i < requests->request_num; ++i) {
+            const int device = requests->device_id[i];
+            s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
+                                        [&](const Hold &h) { return h.device == device; }),
+                         s.held.end());
+            tvemul::log(kTag, "consumer %d gave device %d back", handle, device);
+        }
+    }
+    if (rc == RM_OK || reaped) {
+        write_state(update.get(), s);
+        update.commit();
+    }
+    return rc;
+}
+
+}  // extern "C"
