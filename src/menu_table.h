@@ -65,7 +65,7 @@ constexpr Menu make_menu(const char *title, const MenuEntry (&entries)[N],
 template <std::size_t N>
 constexpr Menu make_menu(void (*show)(), const MenuEntry (&entries)[N],
                          OnUnknown on_unknown = OnUnknown::Redisplay, void (*pass_on)(int) = nullptr) {
-    return {nullptr, entries, N, on_unknown, show, pass_on};
+    return {nullptr, entries, N, on_unknown, nullptr, nullptr, show, pass_on};
 }
 
 // Adapts a tool function to a menu action; menus never use the result.
