@@ -1,7 +1,10 @@
 // Buxton database tool and vconf key tool.
 #include "tavrin_debugmenu.h"
 
+#include <fcntl.h>
+#include <pwd.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <glib.h>
@@ -10,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 
 #include "debugmenu_host.h"
@@ -339,7 +343,7 @@ void print_listed_key(int index, const char *key, const buxton_value &v, const c
                    static_cast<long long>(v.value.i64), rp, wp, setter);
         break;
     case BUXTON_TYPE_UINT64:
-        // Shown signed, as the platform's own tools show it.
+        // In signed decimal, as the int64 line.
         menu_print(1, "[%d] key(%s) value(%lld) rp(%s) wp(%s) type(uint64) setter(%s)\n", index, key,
                    static_cast<long long>(v.value.u64), rp, wp, setter);
         break;
@@ -741,6 +745,317 @@ int buxton_delete_key(void)
     return run_key_operation(delete_key_body);
 }
 
+// Database file maintenance.
+
+namespace {
+
+constexpr char kAskDbPath[] = "Please enter db path (eg. /opt/var/lib/buxton2/system.db) or 'exit'\n";
+constexpr char kTempDb[] = "/var/lib/buxton2/tmp.db";
+constexpr char kStoreAccount[] = "buxton";
+
+struct BaseDb {
+    const char *name;
+    const char *path;
+    const char *backup;
+};
+
+constexpr BaseDb kBaseDbs[] = {
+    {"system", "/var/lib/buxton2_base/system.db", "/etc/buxton2/system.db"},
+    {"memory", "/var/lib/buxton2_base/memory.db", "/etc/buxton2/memory.db"},
+    {"factory", "/var/lib/buxton2_base/system_factory.db", "/etc/buxton2/system_factory.db"},
+    {"service", "/var/lib/buxton2_base/system_service.db", "/etc/buxton2/system_service.db"},
+};
+
+const BaseDb *find_base_db(const char *name)
+{
+    if (!name)
+        return nullptr;
+    for (const BaseDb &db : kBaseDbs) {
+        if (std::strcmp(db.name, name) == 0)
+            return &db;
+    }
+    menu_print(1, "Unknown base db (%s)\n", name);
+    return nullptr;
+}
+
+const char *_get_base_db_path(const char *name)
+{
+    const BaseDb *db = find_base_db(name);
+    return db ? db->path : nullptr;
+}
+
+const char *_get_base_db_backup_path(const char *name)
+{
+    const BaseDb *db = find_base_db(name);
+    return db ? db->backup : nullptr;
+}
+
+// Removes a database and its side files, in this order; the first failure
+// stops, so a side file is never removed while its database stays.
+void _remove_base_db_file(const char *path)
+{
+    char shm[256], wal[256];
+    snprintf(shm, sizeof shm, "%s%s", path, "-shm");
+    snprintf(wal, sizeof wal, "%s%s", path, "-wal");
+    for (const char *file : {path, static_cast<const char *>(shm), static_cast<const char *>(wal)}) {
+        if (access(file, F_OK) != 0)
+            continue;
+        if (remove(file) != 0) {
+            menu_print(1, "failed to remove (%s)\n", file);
+            return;
+        }
+        menu_print(1, "removed (%s)\n", file);
+    }
+}
+
+void _change_priv(const char *path, const char *account)
+{
+    long size = sysconf(_SC_GETPW_R_SIZE_MAX);
+    if (size == -1)
+        size = 16384;
+    std::unique_ptr<char, decltype(&free)> buf(static_cast<char *>(malloc(static_cast<size_t>(size))), free);
+    if (!buf)
+        return;
+    passwd pwd{};
+    passwd *found = nullptr;
+    if (getpwnam_r(account, &pwd, buf.get(), static_cast<size_t>(size), &found) != 0 || !found)
+        return;
+    if (chown(path, found->pw_uid, found->pw_gid) != 0) {
+        menu_print(1, "failed to change owner of (%s:%d)\n", path, errno);
+        return;
+    }
+    menu_print(1, "pw_name(%s), pw_passwd(%s), uid(%d). gid(%d)\n", found->pw_name, found->pw_passwd,
+               static_cast<int>(found->pw_uid), static_cast<int>(found->pw_gid));
+}
+
+// Size and integrity check of the database open in db_info; closes it in
+// every case. 0 when the file is sound.
+int check_and_close(const char *path)
+{
+    int result = 0;
+    struct stat st;
+    if (stat(path, &st) != 0) {
+        menu_print(1, "stat error. file path(%s) errno(%d)\n", path, errno);
+        menu_print(1, "Invalid db file(%s)\n", path);
+        result = -1;
+    } else if (st.st_size == 0) {
+        menu_print(1, "Invalid db file(%s)\n", path);
+        result = -1;
+    } else if (sqlite3_exec(db_info.handle, "PRAGMA integrity_check", nullptr, nullptr, nullptr) != SQLITE_OK) {
+        menu_print(1, "Invalid db file : integrity_check failed(%s)\n", path);
+        result = -1;
+    } else {
+        menu_print(1, "Verify OK! (%s)\n", path);
+    }
+    sqlite3_close(db_info.handle);
+    db_info.handle = nullptr;
+    return result;
+}
+
+void close_db_info()
+{
+    sqlite3_close(db_info.handle);
+    db_info.handle = nullptr;
+}
+
+// After a failed copy back the temporary file holds the only copy of a
+// database: nothing may overwrite it until the engineer has saved it.
+bool temp_db_left()
+{
+    if (access(kTempDb, F_OK) != 0)
+        return false;
+    menu_print(1, "(%s) is left from an earlier failure and may be the only copy of a db file: "
+                  "save it elsewhere and remove it\n",
+               kTempDb);
+    return true;
+}
+
+// Reads one path or name; false for the exit word and at end of input.
+bool read_path(char (&word)[128])
+{
+    if (scanf("%127s", word) != 1)
+        return false;
+    menu_print(1, "open (%s)\n", word);
+    return !is_exit(word);
+}
+
+}  // namespace
+
+int buxton_verify_db(void)
+{
+    if (!debug_image())
+        return 0;
+    char path[128];
+    for (;;) {
+        menu_print(1, "%s", kAskDbPath);
+        if (!read_path(path))
+            return 0;
+        if (db_info.handle)
+            buxton_close_db();
+        if (open_into_db_info(path, SQLITE_OPEN_READWRITE))
+            return check_and_close(path);
+    }
+}
+
+void buxton_restore_normal_db(void)
+{
+    if (!debug_image())
+        return;
+    char path[128];
+    for (;;) {
+        menu_print(1, "%s", kAskDbPath);
+        if (!read_path(path))
+            return;
+        if (!std::strstr(path, ".db")) {
+            menu_print(1, "invalid db file (%s)\n", path);
+            return;
+        }
+        if (access(path, F_OK) == 0)
+            break;
+        menu_print(1, "can't find (%s), enter valid path\n", path);
+    }
+
+    menu_print(1, "remove (%s)\n", path);
+    remove(path);
+    if (db_info.handle)
+        buxton_close_db();
+    if (!open_into_db_info(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE))
+        return;
+    if (sqlite3_exec(db_info.handle, "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr) != SQLITE_OK) {
+        menu_print(1, "change journal mode '%s' failed: %s", path, sqlite3_errmsg(db_info.handle));
+        close_db_info();
+        return;
+    }
+    if (sqlite3_exec(db_info.handle, "create table if not exists buxton (key text, data text, PRIMARY KEY(key)) ",
+                     nullptr, nullptr, nullptr) != SQLITE_OK) {
+        menu_print(1, "Create tables '%s' failed: %s\n", path, sqlite3_errmsg(db_info.handle));
+        close_db_info();
+        return;
+    }
+    menu_print(1, "Restored normal db (%s)\n", path);
+}
+
+void buxton_restore_base_db(void)
+{
+    if (!debug_image())
+        return;
+    char name[128];
+    const char *base = nullptr;
+    for (;;) {
+        menu_print(1, "Please enter base db or 'exit' (enter one of these, 'system', 'memory', 'factory', "
+                      "'service')\n");
+        if (!read_path(name))
+            return;
+        base = _get_base_db_path(name);
+        if (base)
+            break;
+        menu_print(1, "invalid base_db (%s)\n", name);
+    }
+
+    _remove_base_db_file(base);
+    copy_file(_get_base_db_backup_path(name), base);  // a failed copy shows at the open
+    _change_priv(base, kStoreAccount);
+    if (db_info.handle)
+        buxton_close_db();
+    if (!open_into_db_info(base, SQLITE_OPEN_READWRITE) || check_and_close(base) != 0)
+        menu_print(1, "copied db file(%s) is invalid\n", base);
+}
+
+void make_writable_db_file(void)
+{
+    if (!debug_image())
+        return;
+    char path[128];
+    menu_print(1, "Please enter base db or 'exit' (eg. /etc/buxton2/memory.db)\n");
+    if (!read_path(path) || temp_db_left())
+        return;
+    // The journal's name may be cut: the buffer holds 127 characters.
+    char journal[128];
+    if (snprintf(journal, sizeof journal, "%s-%s", path, "journal") < 0)
+        journal[0] = '\0';
+
+    update_files(path);
+    update_files(journal);
+    _change_priv(path, kStoreAccount);
+    _change_priv(journal, kStoreAccount);
+    menu_print(1, "writable db made (%s)\n", path);
+}
+
+int copy_file(const char *source, const char *destination)
+{
+    if (!source || !destination) {
+        menu_print(1, "invalid input\n");
+        return -1;
+    }
+    struct stat st;
+    if (stat(source, &st) != 0) {
+        menu_print(1, "stat error. file path(%s) errno(%d)\n", source, errno);
+        return -1;
+    }
+    if (st.st_size < 1) {
+        menu_print(1, "Invalid db file(%s)\n", source);
+        return -1;
+    }
+    menu_print(1, "copy (%s:%d) to (%s)\n", source, static_cast<int>(st.st_size), destination);
+
+    const int in = open(source, O_RDONLY | O_CLOEXEC);
+    if (in < 0) {
+        menu_print(1, "failed to open(%s):(%d)\n", source, errno);
+        return -1;
+    }
+    // Truncated: an older, longer file must not keep its tail.
+    const int out = open(destination, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (out < 0) {
+        const int err = errno;
+        close(in);
+        menu_print(1, "failed to open(%s):(%d)\n", destination, err);
+        return -1;
+    }
+
+    char buf[4096];
+    ssize_t count;
+    while ((count = read(in, buf, sizeof buf)) > 0) {
+        const ssize_t written = write(out, buf, static_cast<size_t>(count));
+        if (written != count) {
+            menu_print(1, "write failed written(%d)/count(%d)/errno(%d)\n", static_cast<int>(written),
+                       static_cast<int>(count), errno);
+            close(in);
+            close(out);
+            return -1;
+        }
+    }
+    int result = 0;
+    if (count < 0) {
+        menu_print(1, "failed to read src(%s) errno(%d)\n", source, errno);
+        result = -1;
+    }
+    close(in);
+    close(out);
+    return result;
+}
+
+void update_files(char *path)
+{
+    if (temp_db_left())
+        return;
+    if (copy_file(path, kTempDb) != 0) {
+        menu_print(1, "failed to copy a file (%s) > (%s)\n", path, kTempDb);
+        remove(kTempDb);  // a partial copy; the file itself is untouched
+        return;
+    }
+    if (remove(path) != 0) {
+        menu_print(1, "failed to remove a file (%s)-(%d)\n", path, errno);
+        remove(kTempDb);
+        return;
+    }
+    if (copy_file(kTempDb, path) != 0) {
+        menu_print(1, "failed to copy a file (%s) > (%s)\n", kTempDb, path);
+        return;
+    }
+    if (remove(kTempDb) != 0)
+        menu_print(1, "failed to remove a file (%s)-(%d)\n", kTempDb, errno);
+}
+
 int dlog_menu_buxton(void)
 {
     using namespace tavrin;
@@ -754,10 +1069,10 @@ int dlog_menu_buxton(void)
         action(7, "Set vconf key (double) ", nullptr),
         action(8, "Get vconf key", call<buxton_get_key>),
         action(9, "Delete vconf key", call<buxton_delete_key>),
-        action(10, "Verify db", nullptr),
-        action(11, "Restore db (normal)", nullptr),
-        action(12, "Restore db (base)", nullptr),
-        action(13, "make writable db file", nullptr),
+        action(10, "Verify db", call<buxton_verify_db>),
+        action(11, "Restore db (normal)", buxton_restore_normal_db),
+        action(12, "Restore db (base)", buxton_restore_base_db),
+        action(13, "make writable db file", make_writable_db_file),
     };
     return run_menu(make_menu("buxton debug menu", entries));
 }

@@ -283,7 +283,9 @@ std::string DeviceRoot::calls_log() const
 
 void DeviceRoot::clear_calls_log() const
 {
-    ::unlink(host_path("/var/lib/tv-emulator/calls.log").c_str());
+    // Emptied, not removed: /var is an overlay, and a removed file would
+    // uncover the development machine's own log beneath it.
+    write("/var/lib/tv-emulator/calls.log", "");
 }
 
 std::string DeviceRoot::state(const std::string &group, const std::string &key) const

@@ -53,6 +53,14 @@ TAVRIN_EXPORT int buxton_set_str(void);
 TAVRIN_EXPORT int buxton_get_key(void);
 TAVRIN_EXPORT int buxton_delete_key(void);
 
+// Database file maintenance.
+TAVRIN_EXPORT int buxton_verify_db(void);
+TAVRIN_EXPORT void buxton_restore_normal_db(void);
+TAVRIN_EXPORT void buxton_restore_base_db(void);
+TAVRIN_EXPORT void make_writable_db_file(void);
+TAVRIN_EXPORT int copy_file(const char *source, const char *destination);
+TAVRIN_EXPORT void update_files(char *path);
+
 TAVRIN_EXPORT int dlog_menu_buxton(void);
 
 #endif
