@@ -322,8 +322,8 @@ std::string DeviceRoot::calls_log() const
 
 void DeviceRoot::clear_calls_log() const
 {
-    // Emptied, not removed: without a file of its own in the device root, a
-    // calls.log of the real /var would show through the overlay.
+    // Emptied, not removed: /var is an overlay, and a removed file would
+    // uncover the development machine's own log beneath it.
     write("/var/lib/tv-emulator/calls.log", "");
 }
 
