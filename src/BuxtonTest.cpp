@@ -550,6 +550,11 @@ int serialz_data(const char *read_priv, const char *write_priv, const buxton_val
         errno = EINVAL;
         return -1;
     }
+    if (value->type == BUXTON_TYPE_STRING && !value->value.s) {
+        puts("Serialize: value has NULL string");
+        errno = EINVAL;
+        return -1;
+    }
     const char *setter = value->setter ? value->setter : "";
     // GLib refuses texts that are not UTF-8; ask it first rather than have it
     // complain on the console.
@@ -562,11 +567,6 @@ int serialz_data(const char *read_priv, const char *write_priv, const buxton_val
     GVariant *typed = nullptr;
     switch (value->type) {
     case BUXTON_TYPE_STRING:
-        if (!value->value.s) {
-            puts("Serialize: value has NULL string");
-            errno = EINVAL;
-            return -1;
-        }
         if (g_utf8_validate(value->value.s, -1, nullptr))
             typed = g_variant_new_string(value->value.s);
         break;

@@ -151,6 +151,12 @@ TEST(Serialize, BadArgumentsAreRefusedWithTheirMessage)
               "Serialize: Invalid value type: 8\n");
     EXPECT_EQ(serialize_failure(kPublic, kPublic, &(v = make(BUXTON_TYPE_STRING))),
               "Serialize: value has NULL string\n");
+    // The value is looked at before the tuple: its message wins over a
+    // privilege or setter GLib could not hold.
+    EXPECT_EQ(serialize_failure("\xFE", kPublic, &(v = make(BUXTON_TYPE_STRING))),
+              "Serialize: value has NULL string\n");
+    v.setter = const_cast<char *>("\xFF");
+    EXPECT_EQ(serialize_failure(kPublic, kPublic, &v), "Serialize: value has NULL string\n");
 
     // Texts GLib cannot hold fail quietly.
     v = make(BUXTON_TYPE_STRING);
