@@ -419,18 +419,16 @@ int set_value_body(SetKind kind)
         menu_print(1, "Please enter command fo set or 'exit' (eg. {keyname} {value}\n");
         const int got = kind == SetKind::String ? scanf("%511s %4095s", key, text) : scanf("%511s %d", key, &number);
         // End of input counts as the exit word.
-        if (got < 1 || is_exit(key) || (got < 2 && feof(stdin)))
+        if (got < 1 || is_exit(key))
             return 0;
         if (got < 2) {
-            // A word where the number belongs: store nothing, and drop the
-            // line so that the word is not taken for the next key.
-            if (scanf("%4095s", text) != 1)
-                return 0;
-            discard_line();
-            menu_print(1, "Invalid value (%s)\n", text);
-            if (kind == SetKind::Boolean)
-                return 0;
-            continue;
+            // A number that cannot be read ends the action without output,
+            // as everywhere in the plug-in; a stale number is never stored.
+            // The rest of the line goes too, so that the word is no menu
+            // choice.
+            if (!feof(stdin))
+                discard_line();
+            return 0;
         }
         if (kind == SetKind::Boolean && static_cast<unsigned>(number) > 1) {
             menu_print(1, "Invalid value (%d)\n", number);

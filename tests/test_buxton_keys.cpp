@@ -198,14 +198,16 @@ TEST_F(BuxtonMenu, SettingAnExistingKeyReplacesTypeValueAndPrivileges)
 TEST_F(BuxtonMenu, RejectedNumbersStoreNothing)
 {
     bx::make_db(db(), {});
-    expect("1\n" + path + "\n5\nb 2\n5\nb -1\n5\nb yes please\n4\nn twelve 3\nn 12\n",
-           {bx::open_text(path), kAskSet + "Invalid value (2)\n", kAskSet + "Invalid value (-1)\n",
-            kAskSet + "Invalid value (yes)\n",
-            // the int setter asks again; the rest of the bad line is dropped
-            kAskSet + "Invalid value (twelve)\n" + kAskSet + "succeeded to set buxton value (n)-(12)\n"});
+    // A word where the number belongs ends the action without output, the
+    // rest of its line with it; n keeps 12, no stale 0 is stored over it.
+    expect("1\n" + path + "\n5\nb 2\n5\nb -1\n5\nb yes please\n4\nn 12\n4\nn twelve 3\n4\nm\nx\n4\nm 3\n",
+           {bx::open_text(path), kAskSet + "Invalid value (2)\n", kAskSet + "Invalid value (-1)\n", kAskSet,
+            kAskSet + "succeeded to set buxton value (n)-(12)\n", kAskSet, kAskSet,
+            kAskSet + "succeeded to set buxton value (m)-(3)\n"});
     const std::vector<Row> rows = bx::read_rows(db());
-    ASSERT_EQ(rows.size(), 1u);
-    EXPECT_EQ(rows[0].key, "n");
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(bx::stored(db(), "n"), public_record("12"));
+    EXPECT_EQ(bx::stored(db(), "m"), public_record("3"));
 }
 
 TEST_F(BuxtonMenu, KeysAndValuesAtTheirWidthLimits)
@@ -214,11 +216,11 @@ TEST_F(BuxtonMenu, KeysAndValuesAtTheirWidthLimits)
     const std::string key(511, 'k');
     const std::string key2(511, 'q');
     const std::string value = "v" + std::string(4093, 'x') + "z";
-    expect("1\n" + path + "\n6\n" + key + "\n" + value + "\n4\n" + key2 + "x 7\n" + key2 + " 7\n" +
+    expect("1\n" + path + "\n6\n" + key + "\n" + value + "\n4\n" + key2 + "x 7\n4\n" + key2 + " 7\n" +
                "6\ndb/words first second\n",
            {bx::open_text(path), kAskSet + "succeeded to set buxton value (" + key + ")-(" + value + ")\n",
             // a key one character longer is cut after 511; the rest is no number
-            kAskSet + "Invalid value (x)\n" + kAskSet + "succeeded to set buxton value (" + key2 + ")-(7)\n",
+            kAskSet, kAskSet + "succeeded to set buxton value (" + key2 + ")-(7)\n",
             kAskSet + "succeeded to set buxton value (db/words)-(first)\n",
             // the second word stays in the input and is no menu choice
             ""});
