@@ -288,8 +288,9 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
         menu_print(1, "%s", kNoOpenDb);
         return -1;
     }
-    // errno is ENOENT only for a key without row; SQLite's own failures
-    // (no table, a locked file) must not read as a missing key.
+    // A step that brings no row, whether the key is missing or the step
+    // failed, reads as ENOENT; a statement that cannot even be made (no
+    // table, a schema locked away) is another failure.
     sqlite3_stmt *stmt = nullptr;
     if (sqlite3_prepare_v2(db, kReadSql, -1, &stmt, nullptr) != SQLITE_OK) {
         errno = EIO;
@@ -315,8 +316,10 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
     }
     const int saved_errno = errno;
     if (sqlite3_finalize(stmt) != SQLITE_OK) {
+        // After a failed step finalize reports that failure again; the
+        // step's errno stands.
         g_free(decoded);
-        errno = EIO;
+        errno = result == 0 ? EIO : saved_errno;
         return -1;
     }
     errno = saved_errno;

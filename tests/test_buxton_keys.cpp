@@ -3,6 +3,7 @@
 // SQLite itself.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 
@@ -158,6 +159,20 @@ TEST_F(BuxtonMenu, FilesThatAreNoBuxtonDatabase)
             kAskOpen + "open (" + other + ")\nClose (" + text + ")\nsucceed to open (" + other + ")\n",
             "Failed to list the keys... in database (" + other + ") \n", kAskGet + "failed to get value (k) \n"});
     EXPECT_EQ(root.read(text), "this file holds notes, not an SQLite database; it is long enough for a header\n");
+}
+
+// The schema on the first page is sound, every other page is garbage: the
+// read statement is made, and only its step fails, which reads as a key
+// that is not there.
+TEST_F(BuxtonMenu, AReadWhoseStepFailsSaysTheKeyDoesNotExist)
+{
+    bx::make_db(db(), {{"k", rec(g_variant_new_int32(1))}});
+    std::string bytes = root.read(path);
+    const size_t page = (static_cast<unsigned char>(bytes[16]) << 8) | static_cast<unsigned char>(bytes[17]);
+    ASSERT_GT(bytes.size(), page);
+    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(page), bytes.end(), '\xA5');
+    root.write(path, bytes);
+    expect("1\n" + path + "\n8\nk\n", {bx::open_text(path), kAskGet + "failed to get value (k) not exists\n"});
 }
 
 TEST_F(BuxtonMenu, SetGetAndDeleteEveryKind)
