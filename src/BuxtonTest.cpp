@@ -98,6 +98,8 @@ bool open_into_db_info(const char *path, int flags)
     return true;
 }
 
+}  // namespace
+
 // Typed value to buxton_value. Prints only for a type it cannot hold.
 int gv_to_val(GVariant *variant, buxton_value *out)
 {
@@ -223,6 +225,8 @@ int gv_to_data(GVariant *box, uint8_t **data, int *len)
     *len = static_cast<int>(size);
     return 0;
 }
+
+namespace {
 
 // The bytes stay the caller's; they are read in place, so they must outlive
 // every variant made from them here.

@@ -168,6 +168,38 @@ TEST(Serialize, BadArgumentsAreRefusedWithTheirMessage)
     EXPECT_EQ(serialize_failure("\xFE", kPublic, &(v = make(BUXTON_TYPE_INT32))), "");
 }
 
+// The named steps of the conversions are the plug-in's own exports.
+TEST(ConversionSteps, AreCallableOnTheirOwn)
+{
+    GVariant *box = g_variant_ref_sink(
+        g_variant_new_variant(g_variant_new("(ssv)", kPublic, kPlatform, g_variant_new_uint32(9))));
+    uint8_t *data = nullptr;
+    int len = 0;
+    ASSERT_EQ(gv_to_data(box, &data, &len), 0);
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(data), static_cast<size_t>(len)),
+              std::string(static_cast<const char *>(g_variant_get_data(box)), g_variant_get_size(box)));
+    free(data);
+
+    char *rp = nullptr, *wp = nullptr;
+    buxton_value v{};
+    ASSERT_EQ(gv_to_values(box, &rp, &wp, &v), 0);
+    EXPECT_STREQ(rp, kPublic);
+    EXPECT_STREQ(wp, kPlatform);
+    EXPECT_EQ(v.type, BUXTON_TYPE_UINT32);
+    EXPECT_EQ(v.value.u, 9u);
+    EXPECT_STREQ(v.setter, "");
+    free(rp);
+    free(wp);
+    free(v.setter);
+    g_variant_unref(box);
+
+    GVariant *unit = g_variant_ref_sink(g_variant_new_tuple(nullptr, 0));
+    v = buxton_value{};
+    EXPECT_EQ(gv_to_val(unit, &v), 0);
+    EXPECT_EQ(v.type, BUXTON_TYPE_UNKNOWN);
+    g_variant_unref(unit);
+}
+
 // Reading: a database of records made by GLib, listed and read by the tool.
 class Deserialize : public ::testing::Test {
 protected:

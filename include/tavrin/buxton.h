@@ -39,6 +39,14 @@ struct buxton_value {
 TAVRIN_EXPORT int serialz_data(const char *read_priv, const char *write_priv, const buxton_value *value,
                                uint8_t **data, int *len);
 
+// The steps of the two conversions: typed value to record, boxed tuple to
+// privileges and record (both handed out only on success), box to a newly
+// allocated byte buffer (the caller's, released with free).
+typedef struct _GVariant GVariant;
+TAVRIN_EXPORT int gv_to_val(GVariant *variant, buxton_value *out);
+TAVRIN_EXPORT int gv_to_values(GVariant *box, char **read_priv, char **write_priv, buxton_value *out);
+TAVRIN_EXPORT int gv_to_data(GVariant *box, uint8_t **data, int *len);
+
 TAVRIN_EXPORT void get_data(void **slot, char *value);
 
 // The open database and its keys.
