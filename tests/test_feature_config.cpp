@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "harness.h"
 
@@ -183,6 +184,18 @@ TEST_F(FeatureConfigTool, TheStoreLogsUnderItsTagWhileShown)
     for (size_t at = r.err.find("[FCONFIG] "); at != std::string::npos; at = r.err.find("[FCONFIG] ", at + 1))
         ++lines;
     EXPECT_EQ(lines, 2u) << r.err;
+
+    // A stored value the store cannot read is a call like any other.
+    root->set_state("fconfig", "test.broken_flag", "Boolean:yes");
+    root->set_state("fconfig", "test.broken_count", "Int:12x");
+    r = root->run("18\n1\n3\n1\ntest.broken_flag\n1\ntest.broken_count\n99\n99\n99\n");
+    std::vector<std::string> logged;
+    for (size_t at = r.err.find("[FCONFIG] "); at != std::string::npos; at = r.err.find("[FCONFIG] ", at + 1))
+        logged.push_back(r.err.substr(at, r.err.find('\n', at) - at));
+    ASSERT_EQ(logged.size(), 4u) << r.err;
+    EXPECT_NE(logged[1].find("fconfig_get_bool: test.broken_flag"), std::string::npos) << logged[1];
+    EXPECT_NE(logged[3].find("fconfig_get_int: test.broken_count"), std::string::npos) << logged[3];
+    EXPECT_NE(r.out.find(kStoreFailed), std::string::npos);
 }
 
 TEST_F(FeatureConfigTool, TheDeviceRootHasItemsOfEachType)
