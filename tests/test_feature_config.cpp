@@ -106,6 +106,11 @@ TEST_F(FeatureConfigTool, IntegersAreConvertedUnchecked)
     EXPECT_EQ(item("test.count"), "Int:0");
     expect_session("2\ntest.count\n12ab\n", kName + std::string(kValue) + kDone);
     EXPECT_EQ(item("test.count"), "Int:12");
+    // Out of range: the nearest integer, as the TV's 32-bit strtol gives it.
+    expect_session("2\ntest.count\n99999999999\n", kName + std::string(kValue) + kDone);
+    EXPECT_EQ(item("test.count"), "Int:2147483647");
+    expect_session("2\ntest.count\n-4294967297x\n", kName + std::string(kValue) + kDone);
+    EXPECT_EQ(item("test.count"), "Int:-2147483648");
     expect_session("2\ntest.count\n-7\n1\ntest.count\n",
                    kName + std::string(kValue) + kDone + frame() + kName + "Value (Int) = -7\n\n");
 }
