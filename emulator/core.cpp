@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -152,6 +153,15 @@ Call &Call::num(long long value)
 {
     line_ += ' ';
     line_ += std::to_string(value);
+    return *this;
+}
+
+Call &Call::real(double value)
+{
+    char buf[32];
+    const std::to_chars_result r = std::to_chars(buf, buf + sizeof buf, value);
+    line_ += ' ';
+    line_.append(buf, r.ptr);
     return *this;
 }
 

@@ -122,8 +122,10 @@ int fconfig_get_bool(const char *name, bool *value)
     const int result = fetch(call, name, kBoolean, &text);
     if (result < 0)
         return result;
-    if (!value || (text != "true" && text != "false"))
+    if (!value || (text != "true" && text != "false")) {
+        tvemul::log(kTag, "fconfig_get_bool: %s holds no truth value (%s)", name, text.c_str());
         return -EIO;
+    }
     *value = text == "true";
     tvemul::log(kTag, "fconfig_get_bool: %s = %s", name, text.c_str());
     return 0;
@@ -141,8 +143,10 @@ int fconfig_get_int(const char *name, int *value)
     char *end = nullptr;
     errno = 0;
     const long long n = strtoll(s, &end, 10);
-    if (!value || end == s || *end != '\0' || errno != 0 || n < INT_MIN || n > INT_MAX)
+    if (!value || end == s || *end != '\0' || errno != 0 || n < INT_MIN || n > INT_MAX) {
+        tvemul::log(kTag, "fconfig_get_int: %s holds no integer (%s)", name, s);
         return -EIO;
+    }
     *value = static_cast<int>(n);
     tvemul::log(kTag, "fconfig_get_int: %s = %d", name, *value);
     return 0;
@@ -179,6 +183,7 @@ int fconfig_set_str(const char *name, const char *value)
     call.text(name).text(value);
     if (!value) {
         call.record();
+        tvemul::log(kTag, "fconfig_set_str: %s refused (no value)", name ? name : "(null)");
         return -EINVAL;
     }
     return store(call, name, kString, value);

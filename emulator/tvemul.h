@@ -57,6 +57,7 @@ public:
     explicit Call(const char *function);
 
     Call &num(long long value);
+    Call &real(double value);             // shortest text that reads back the same
     Call &text(const char *value);        // "value", or null
     Call &ptr(const void *value);         // ptr or null
 

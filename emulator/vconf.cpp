@@ -200,7 +200,7 @@ int vconf_set_bool(const char *in_key, const int boolval)
 int vconf_set_dbl(const char *in_key, const double dblval)
 {
     tvemul::Call call("vconf_set_dbl");
-    call.text(in_key);
+    call.text(in_key).real(dblval);
     gchar buf[G_ASCII_DTOSTR_BUF_SIZE];
     g_ascii_formatd(buf, sizeof buf, "%.17g", dblval);
     return store(call, in_key, VCONF_TYPE_DOUBLE, buf);

@@ -1,5 +1,6 @@
 // Feature-config tool: reads and writes single items of the feature-config
 // store, always with the call for the type the store reports.
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -76,6 +77,18 @@ int boolean_word(const char *word)
     return -1;
 }
 
+// Unchecked on purpose ("abc" gives 0, "12ab" 12), and out-of-range text
+// gives the nearest int, as strtol does on the TV, where long is int.
+int item_integer(const char *text)
+{
+    const long value = strtol(text, nullptr, 10);
+    if (value > INT_MAX)
+        return INT_MAX;
+    if (value < INT_MIN)
+        return INT_MIN;
+    return static_cast<int>(value);
+}
+
 void print_frame_title(const char *title)
 {
     static const char boundary[] = "====================================\n";
@@ -130,8 +143,7 @@ void feature_config_set_data(void)
         }
         result = fconfig_set_bool(name, word == 1);
     } else if (!strcmp(type.get(), "Int")) {
-        // Unchecked on purpose: "abc" writes 0 and "12ab" writes 12.
-        result = fconfig_set_int(name, static_cast<int>(strtol(value, nullptr, 10)));
+        result = fconfig_set_int(name, item_integer(value));
     } else if (!strcmp(type.get(), "String")) {
         result = fconfig_set_str(name, value);
     } else {

@@ -326,9 +326,13 @@ int create_dummy_file(void)
 int unlink_cb(const char *path, const struct stat *, int, struct FTW *)
 {
     const int result = remove(path);
+    // The host's console may change errno; the error shown is the removal's.
+    const int error = errno;
     menu_print(1, "remove : %s\n", path);
-    if (result != 0)
+    if (result != 0) {
+        errno = error;
         perror(path);
+    }
     return result;
 }
 

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "harness.h"
 
@@ -105,6 +106,11 @@ TEST_F(FeatureConfigTool, IntegersAreConvertedUnchecked)
     EXPECT_EQ(item("test.count"), "Int:0");
     expect_session("2\ntest.count\n12ab\n", kName + std::string(kValue) + kDone);
     EXPECT_EQ(item("test.count"), "Int:12");
+    // Out of range: the nearest integer, as the TV's 32-bit strtol gives it.
+    expect_session("2\ntest.count\n99999999999\n", kName + std::string(kValue) + kDone);
+    EXPECT_EQ(item("test.count"), "Int:2147483647");
+    expect_session("2\ntest.count\n-4294967297x\n", kName + std::string(kValue) + kDone);
+    EXPECT_EQ(item("test.count"), "Int:-2147483648");
     expect_session("2\ntest.count\n-7\n1\ntest.count\n",
                    kName + std::string(kValue) + kDone + frame() + kName + "Value (Int) = -7\n\n");
 }
@@ -183,6 +189,18 @@ TEST_F(FeatureConfigTool, TheStoreLogsUnderItsTagWhileShown)
     for (size_t at = r.err.find("[FCONFIG] "); at != std::string::npos; at = r.err.find("[FCONFIG] ", at + 1))
         ++lines;
     EXPECT_EQ(lines, 2u) << r.err;
+
+    // A stored value the store cannot read is a call like any other.
+    root->set_state("fconfig", "test.broken_flag", "Boolean:yes");
+    root->set_state("fconfig", "test.broken_count", "Int:12x");
+    r = root->run("18\n1\n3\n1\ntest.broken_flag\n1\ntest.broken_count\n99\n99\n99\n");
+    std::vector<std::string> logged;
+    for (size_t at = r.err.find("[FCONFIG] "); at != std::string::npos; at = r.err.find("[FCONFIG] ", at + 1))
+        logged.push_back(r.err.substr(at, r.err.find('\n', at) - at));
+    ASSERT_EQ(logged.size(), 4u) << r.err;
+    EXPECT_NE(logged[1].find("fconfig_get_bool: test.broken_flag"), std::string::npos) << logged[1];
+    EXPECT_NE(logged[3].find("fconfig_get_int: test.broken_count"), std::string::npos) << logged[3];
+    EXPECT_NE(r.out.find(kStoreFailed), std::string::npos);
 }
 
 TEST_F(FeatureConfigTool, TheDeviceRootHasItemsOfEachType)

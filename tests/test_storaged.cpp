@@ -2,6 +2,7 @@
 // pieces called directly.
 #include <dirent.h>
 #include <dlfcn.h>
+#include <ftw.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdint>
 #include <cstring>
 #include <sstream>
@@ -365,7 +367,22 @@ struct FakeStatvfs {
     std::vector<std::string> paths;
 } fake_statvfs;
 
+// Set while the host's console is one that leaves errno changed.
+bool console_changes_errno = false;
+
 }  // namespace
+
+// The host's console for the functions called in this program.
+extern "C" int menu_print(int, const char *format, ...)
+{
+    va_list ap;
+    va_start(ap, format);
+    const int n = vprintf(format, ap);
+    va_end(ap);
+    if (console_changes_errno)
+        errno = ENOTTY;
+    return n;
+}
 
 extern "C" int statvfs(const char *path, struct statvfs *buf) noexcept
 {
@@ -566,6 +583,31 @@ TEST_F(Storaged, RemovalOfNothingPrintsNothing)
     RunResult r = run_storaged(root, "2\n");
     EXPECT_EQ(actions(r), std::vector<std::string>{""});
     EXPECT_EQ(r.err, "");
+}
+
+TEST(DummyRemoval, TheErrorShownIsTheRemovalsOwn)
+{
+    gchar *dir = g_dir_make_tmp("unlink-cb-XXXXXX", nullptr);
+    ASSERT_NE(dir, nullptr);
+    const std::string top = dir;
+    g_free(dir);
+    ASSERT_EQ(mkdir((top + "/kept").c_str(), 0755), 0);
+    ASSERT_NE(rmdir(top.c_str()), 0);
+    const std::string reason = strerror(errno);
+
+    console_changes_errno = true;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int result = unlink_cb(top.c_str(), nullptr, FTW_DP, nullptr);
+    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string err = testing::internal::GetCapturedStderr();
+    console_changes_errno = false;
+
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(out, "remove : " + top + "\n");
+    EXPECT_EQ(err, top + ": " + reason + "\n");
+    EXPECT_EQ(rmdir((top + "/kept").c_str()), 0);
+    EXPECT_EQ(rmdir(top.c_str()), 0);
 }
 
 TEST_F(Storaged, RemovalStopsAtTheFirstEntryThatStays)

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,11 @@ TEST_F(VconfStore, SetsCreateKeysOfTheirTypeAndKeepIt)
     double d = 0;
     EXPECT_EQ(vconf_get_dbl("db/t/d", &d), 0);
     EXPECT_EQ(d, 0.1);
+    // Every input argument is recorded, the double too.
+    std::ifstream log(dir_ + "/calls.log");
+    const std::string calls((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(calls, "vconf_set_bool \"memory/t/b\" 7\nvconf_set_str \"file/t/s\" \"a:b\"\n"
+                     "vconf_set_dbl \"db/t/d\" 0.1\nvconf_get_dbl \"db/t/d\"\n");
 
     // Another type is refused both ways, and the key is left alone.
     int n = 0;
