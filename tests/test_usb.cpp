@@ -408,6 +408,16 @@ TEST_F(UsbSysfs, AStickThatIsNotMountedHasNoFilesystem)
     EXPECT_EQ(usb_device_fini(), 0);  // releases the list
 }
 
+TEST_F(UsbSysfs, AFailingFiniReleasesNothing)
+{
+    state("[usb]\ndevices=a;b;\n\n[usb-device a]\nclass=8\n\n[fail]\nusb_device_fini=-5\n");
+    usb_device_list_h list = nullptr;
+    ASSERT_EQ(usb_device_get_device_list(USB_CLASS_ALL, &list), 0);
+    EXPECT_EQ(usb_device_fini(), -5);
+    EXPECT_EQ(usb_device_list_get_count(list), 2);
+    EXPECT_EQ(usb_device_free_device_list(list), 0);
+}
+
 TEST_F(UsbSysfs, ASysfsRootWinsOverTheStateListAndAnEmptyBusHasNoDevices)
 {
     state("[usb]\ndevices=a;\nsysfs_root=" + fixture("desktop/sys") + "\n\n[usb-device a]\nclass=8\n");
