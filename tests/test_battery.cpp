@@ -116,6 +116,10 @@ TEST_F(BatteryMenu, FailuresNameTheDeviceError)
                           "failed to get charging status (operation failed)\n" + m +
                           "failed to get level status (not supported)\n" + m +
                           "failed to get health (unknown)\n" + m + "failed to get power source (unknown)\n" + m);
+
+    // The platform's own spelling of the code.
+    root.set_state("fail", "device_battery_get_percent", "0xC0000002");
+    expect_transcript("1\n", "failed to get percent (not supported)\n" + m);
 }
 
 TEST_F(BatteryMenu, WithoutABatteryEveryReadIsNotSupported)

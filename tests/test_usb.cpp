@@ -142,7 +142,7 @@ protected:
         add_device(root, "cam", plain_device(6));
         add_device(root, "odd", plain_device(5));
         add_device(root, "disk",
-                   {{"class", "8"}, {"sub_class", "6"}, {"protocol", "80"}, {"vendor_id", "4660"},
+                   {{"class", "8"}, {"sub_class", "6"}, {"protocol", "80"}, {"vendor_id", "0x1234"},
                     {"product_id", "22136"}, {"bus", "1"}, {"address", "9"}, {"number", "9"}, {"port", "4"},
                     {"ports", "1-4"}, {"manufacturer", "Generic"}, {"product", "Flash Disk"},
                     {"devname", "/dev/sdb1"}, {"devpath", "/devices/usb1/1-4/block/sdb/sdb1"},
