@@ -77,9 +77,14 @@ long long get_int(GKeyFile *kf, const char *group, const char *key, long long de
     gchar *value = g_key_file_get_value(kf, group, key, nullptr);
     if (!value)
         return def;
+    // Ids and result codes are often written in hex (0x1234, 0xC0000002);
+    // a leading zero alone still means decimal.
+    const char *digits = value + strspn(value, " \t");
+    digits += (*digits == '-' || *digits == '+');
+    const bool hex = digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
     char *end = nullptr;
     errno = 0;
-    long long result = strtoll(value, &end, 10);
+    long long result = strtoll(value, &end, hex ? 16 : 10);
     if (end == value || errno != 0)
         result = def;
     g_free(value);

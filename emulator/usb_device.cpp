@@ -410,12 +410,17 @@ int usb_device_init(void)
 
 int usb_device_fini(void)
 {
-    int result = simple_call("usb_device_fini");
+    tvemul::Call call("usb_device_fini");
+    call.record();
+    long long failed;
+    if (call.failing(&failed))
+        return static_cast<int>(failed);  // a failing fini releases nothing
+    tvemul::log(kTag, "usb_device_fini");
     std::lock_guard<std::mutex> lock(lists_mutex);
     for (usb_device_list_s *list : live_lists())
         delete list;
     live_lists().clear();
-    return result;
+    return 0;
 }
 
 int usb_device_get_device_list(usb_class_e device_class, usb_device_list_h *list)

@@ -110,7 +110,7 @@ int battery_get_percent(void)
 
 int battery_get_status(void)
 {
-    device_battery_status_e status;
+    device_battery_status_e status{};
     const int result = device_battery_get_status(&status);
     if (result != 0) {
         menu_print(1, "failed to get status (%s)\n", error_name(result));
@@ -134,7 +134,7 @@ int battery_is_charging(void)
 
 int battery_get_level_status(void)
 {
-    device_battery_level_e level;
+    device_battery_level_e level{};
     const int result = device_battery_get_level_status(&level);
     if (result != 0) {
         menu_print(1, "failed to get level status (%s)\n", error_name(result));
@@ -146,7 +146,7 @@ int battery_get_level_status(void)
 
 int battery_get_health(void)
 {
-    device_battery_health_e health;
+    device_battery_health_e health{};
     const int result = device_battery_get_health(&health);
     if (result != 0) {
         menu_print(1, "failed to get health (%s)\n", error_name(result));
@@ -158,7 +158,7 @@ int battery_get_health(void)
 
 int battery_get_power_source(void)
 {
-    device_battery_power_source_e source;
+    device_battery_power_source_e source{};
     const int result = device_battery_get_power_source(&source);
     if (result != 0) {
         menu_print(1, "failed to get power source (%s)\n", error_name(result));

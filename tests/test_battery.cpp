@@ -116,6 +116,23 @@ TEST_F(BatteryMenu, FailuresNameTheDeviceError)
                           "failed to get charging status (operation failed)\n" + m +
                           "failed to get level status (not supported)\n" + m +
                           "failed to get health (unknown)\n" + m + "failed to get power source (unknown)\n" + m);
+
+    // The platform's own spelling of the code.
+    root.set_state("fail", "device_battery_get_percent", "0xC0000002");
+    expect_transcript("1\n", "failed to get percent (not supported)\n" + m);
+}
+
+TEST_F(BatteryMenu, ASuccessThatWritesNothingPrintsTheZeroValues)
+{
+    // A read that reports success without writing its value.
+    for (const char *function : {"device_battery_get_percent", "device_battery_get_status",
+                                 "device_battery_is_charging", "device_battery_get_level_status",
+                                 "device_battery_get_health", "device_battery_get_power_source"})
+        root.set_state("fail", function, "0");
+    const std::string m = battery_menu();
+    expect_transcript("1\n2\n3\n4\n5\n6\n", "battery percent : 0%\n" + m + "battery status : charging\n" + m +
+                                                "battery is charging : 0\n" + m + "battery level : empty\n" + m +
+                                                "battery health : good\n" + m + "battery power source : none\n" + m);
 }
 
 TEST_F(BatteryMenu, WithoutABatteryEveryReadIsNotSupported)

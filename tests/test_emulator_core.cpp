@@ -77,10 +77,14 @@ TEST_F(EmulatorCore, StateIsReadAfreshAndDefaultsApply)
 {
     tvemul::KeyFile kf = tvemul::load_state();  // no file yet
     EXPECT_EQ(tvemul::get_int(kf.get(), "power", "state", 7), 7);
-    write_state("[power]\nstate=2\nbad=x\n[panel]\nburn_in_protection=true\n");
+    write_state("[power]\nstate=2\nbad=x\nhex=0x1234\nneg=-0xC0000002\nzero=010\n"
+                "[panel]\nburn_in_protection=true\n");
     kf = tvemul::load_state();
     EXPECT_EQ(tvemul::get_int(kf.get(), "power", "state", 0), 2);
     EXPECT_EQ(tvemul::get_int(kf.get(), "power", "bad", 5), 5);
+    EXPECT_EQ(tvemul::get_int(kf.get(), "power", "hex", 0), 0x1234);
+    EXPECT_EQ(tvemul::get_int(kf.get(), "power", "neg", 0), -0xC0000002LL);
+    EXPECT_EQ(tvemul::get_int(kf.get(), "power", "zero", 0), 10);
     EXPECT_TRUE(tvemul::get_bool(kf.get(), "panel", "burn_in_protection", false));
     EXPECT_EQ(tvemul::get_str(kf.get(), "panel", "missing", "dflt"), "dflt");
 }

@@ -142,7 +142,7 @@ protected:
         add_device(root, "cam", plain_device(6));
         add_device(root, "odd", plain_device(5));
         add_device(root, "disk",
-                   {{"class", "8"}, {"sub_class", "6"}, {"protocol", "80"}, {"vendor_id", "4660"},
+                   {{"class", "8"}, {"sub_class", "6"}, {"protocol", "80"}, {"vendor_id", "0x1234"},
                     {"product_id", "22136"}, {"bus", "1"}, {"address", "9"}, {"number", "9"}, {"port", "4"},
                     {"ports", "1-4"}, {"manufacturer", "Generic"}, {"product", "Flash Disk"},
                     {"devname", "/dev/sdb1"}, {"devpath", "/devices/usb1/1-4/block/sdb/sdb1"},
@@ -406,6 +406,16 @@ TEST_F(UsbSysfs, AStickThatIsNotMountedHasNoFilesystem)
     EXPECT_EQ(text(usb_device_get_devname(stick)), "/dev/sda1");
     EXPECT_EQ(text(usb_device_get_model(stick)), "DataTraveler 3.0");
     EXPECT_EQ(usb_device_fini(), 0);  // releases the list
+}
+
+TEST_F(UsbSysfs, AFailingFiniReleasesNothing)
+{
+    state("[usb]\ndevices=a;b;\n\n[usb-device a]\nclass=8\n\n[fail]\nusb_device_fini=-5\n");
+    usb_device_list_h list = nullptr;
+    ASSERT_EQ(usb_device_get_device_list(USB_CLASS_ALL, &list), 0);
+    EXPECT_EQ(usb_device_fini(), -5);
+    EXPECT_EQ(usb_device_list_get_count(list), 2);
+    EXPECT_EQ(usb_device_free_device_list(list), 0);
 }
 
 TEST_F(UsbSysfs, ASysfsRootWinsOverTheStateListAndAnEmptyBusHasNoDevices)
