@@ -11,4 +11,5 @@ mkdir -p "$dir/corpus"
 # Standard output is the console the records are printed on: closed, so
 # that printing costs nothing; reports go to standard error.
 exec "$fuzzer" -max_total_time="$seconds" -close_fd_mask=1 -print_final_stats=1 -timeout=10 \
-    -rss_limit_mb=2048 -artifact_prefix="$dir/" "$@" "$dir/corpus" "$dir/seeds"
+    -rss_limit_mb=2048 -use_value_profile=1 -dict="$(dirname "$0")/record.dict" -artifact_prefix="$dir/" \
+    "$@" "$dir/corpus" "$dir/seeds"
