@@ -303,6 +303,23 @@ TEST(ReadOnlyDirectory, StorageFilesStayAsTheyWere)
     expect_kept(root, notify, {"/mnt/systemrw/storaged_notify"});
 }
 
+// The configuration is busy (a mount point), so the rewrite cannot take its
+// place: the configuration stays, and so does the rewrite.
+TEST(ReadOnlyDirectory, IntervalChangeOntoABusyConfiguration)
+{
+    DeviceRoot root;
+    const std::string conf = root.read(kConf);
+    root.write("/tmp/conf", conf);
+    RunResult r = run_in_shell(root, "mount --bind /tmp/conf " + kConf + " || exit 99", "15\n7\n600\n99\n99\n",
+                               "cp " + kConfTemp + " /tmp/rewrite");
+    ++g_faults;
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(has(r, "rename failed (16)\n")) << r.out;
+    expect_kept(root, conf, {kConf});
+    expect_kept(root, conf, {"/tmp/conf"});
+    EXPECT_NE(root.read("/tmp/rewrite").find("NOTIFY_INTERVAL=600\n"), std::string::npos);
+}
+
 TEST(ReadOnlyDirectory, RestoreBaseLeavesTheBaseDatabase)
 {
     DeviceRoot root;
