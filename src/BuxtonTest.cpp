@@ -1057,8 +1057,12 @@ void update_files(char *path)
         return;
     }
     if (remove(path) != 0) {
-        menu_print(1, "failed to remove a file (%s)-(%d)\n", path, errno);
-        remove(kTempDb);
+        const int err = errno;
+        menu_print(1, "failed to remove a file (%s)-(%d)\n", path, err);
+        // Gone already (another process removed it): the temporary file is
+        // now its only copy.
+        if (err != ENOENT)
+            remove(kTempDb);
         return;
     }
     if (copy_file(kTempDb, path) != 0) {

@@ -165,6 +165,21 @@ int write_to_temp_file(const char *interval)
         else
             fputs(text, temp.get());
     }
+    // The temporary file replaces the configuration: one that was not read
+    // or written whole (a full file system) must not, and one that was must
+    // be on the device before the rename makes it the configuration.
+    if (ferror(config.get())) {
+        menu_print(1, "Error in reading config file (%d)\n", errno);
+        temp.reset();
+        remove(kTempConfigFile);
+        return -1;
+    }
+    if (fflush(temp.get()) != 0 || ferror(temp.get()) || fsync(fileno(temp.get())) != 0) {
+        menu_print(1, "Error in writing new file (%d)\n", errno);
+        temp.reset();
+        remove(kTempConfigFile);
+        return -1;
+    }
     return 1;
 }
 
@@ -255,7 +270,13 @@ int change_last_notify_time(void)
             fclose(file);
             continue;
         }
-        fflush(file);
+        // The item sits in the stream's buffer: a full file system shows
+        // only when it is flushed.
+        if (fflush(file) != 0) {
+            menu_print(1, "data not written to file\n");
+            fclose(file);
+            continue;
+        }
         fsync(fileno(file));
         fclose(file);
         menu_print(1, "last popup time written successfully (%d sec)\n", notify_time);

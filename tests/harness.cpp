@@ -28,6 +28,11 @@ const std::string kLoadCalls = "tzplatform_mkpath 7 \"/cp\"\n";
 
 std::string source_dir() { return TAVRIN_SOURCE_DIR; }
 std::string binary_dir() { return TAVRIN_BINARY_DIR; }
+bool emulated()
+{
+    const std::vector<std::string> launcher = TAVRIN_TEST_LAUNCHER;
+    return !launcher.empty();
+}
 
 namespace {
 
@@ -168,6 +173,17 @@ std::vector<std::string> run_env(const RunOptions &options)
 // the machine's programs in between.
 std::vector<std::string> launch(const std::vector<std::string> &argv, std::vector<std::string> &env)
 {
+    // TAVRIN_TEST_WRAPPER (blank-separated words, e.g. a valgrind command)
+    // goes before debugmenu itself, never before the other programs.
+    if (const char *wrapper = getenv("TAVRIN_TEST_WRAPPER"); wrapper && !argv.empty() &&
+                                                              argv[0] == binary_dir() + "/debugmenu") {
+        std::vector<std::string> command;
+        std::istringstream words(wrapper);
+        for (std::string word; words >> word;)
+            command.push_back(word);
+        command.insert(command.end(), argv.begin(), argv.end());
+        return command;
+    }
     const std::vector<std::string> launcher = TAVRIN_TEST_LAUNCHER;
     if (launcher.empty() || argv.empty() || argv[0].rfind(binary_dir() + "/", 0) != 0)
         return argv;
@@ -253,7 +269,7 @@ RunResult collect(pid_t pid, int in_fd, int out_fd, int err_fd, const std::strin
 void check_sanitizers(const RunResult &r)
 {
     for (const char *mark : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
-                             "ERROR: UndefinedBehaviorSanitizer"}) {
+                             "ERROR: UndefinedBehaviorSanitizer", "VALGRIND-ERROR-BEGIN"}) {
         EXPECT_EQ(r.err.find(mark), std::string::npos) << "sanitizer report:\n" << r.err;
     }
     EXPECT_FALSE(r.timed_out) << "timed out; output so far:\n" << r.out;

@@ -11,6 +11,8 @@ namespace harness {
 
 std::string source_dir();
 std::string binary_dir();
+// True when the build's programs run through an emulator (a cross build).
+bool emulated();
 
 struct RunResult {
     int status = -1;      // exit status, or 128 + signal
