@@ -147,39 +147,46 @@ int write_to_temp_file(const char *interval)
         return -1;
     }
 
+    // The rewrite is put together first, so that room for all of it can be
+    // taken before the first byte is written. Results of the writes are not
+    // examined, and the file is renamed into place whatever they were: on a
+    // full file system it must fail here, as a file that cannot be made,
+    // rather than become a cut-off configuration.
+    std::string rewrite;
     // A line longer than the buffer comes in pieces; each is a line here.
     char line[100];
     while (fgets(line, sizeof line, config.get())) {
         char *text = line + strspn(line, " \t");
         strip_trailing_blanks(text);
         if (text[0] == '[' || text[0] == '#') {
-            fputs(text, temp.get());
+            rewrite += text;
             continue;
         }
         char *equals = strchr(text, '=');
         if (!equals)
             continue;
         const std::size_t key_len = static_cast<std::size_t>(equals - text);
-        if (key_len == sizeof kIntervalKey - 1 && strncmp(text, kIntervalKey, key_len) == 0)
-            fprintf(temp.get(), "%s=%s\n", kIntervalKey, interval);
-        else
-            fputs(text, temp.get());
+        if (key_len == sizeof kIntervalKey - 1 && strncmp(text, kIntervalKey, key_len) == 0) {
+            rewrite += kIntervalKey;
+            rewrite += '=';
+            rewrite += interval;
+            rewrite += '\n';
+        } else {
+            rewrite += text;
+        }
     }
-    // The temporary file replaces the configuration: one that was not read
-    // or written whole (a full file system) must not, and one that was must
-    // be on the device before the rename makes it the configuration.
-    if (ferror(config.get())) {
-        menu_print(1, "Error in reading config file (%d)\n", errno);
-        temp.reset();
-        remove(kTempConfigFile);
-        return -1;
+    if (!rewrite.empty()) {
+        const int err = posix_fallocate(fileno(temp.get()), 0, static_cast<off_t>(rewrite.size()));
+        if (err != 0) {
+            menu_print(1, "Error in creating new file (%d)\n", err);
+            temp.reset();
+            remove(kTempConfigFile);
+            return -1;
+        }
     }
-    if (fflush(temp.get()) != 0 || ferror(temp.get()) || fsync(fileno(temp.get())) != 0) {
-        menu_print(1, "Error in writing new file (%d)\n", errno);
-        temp.reset();
-        remove(kTempConfigFile);
-        return -1;
-    }
+    fwrite(rewrite.data(), 1, rewrite.size(), temp.get());
+    fflush(temp.get());
+    fsync(fileno(temp.get()));
     return 1;
 }
 
@@ -265,14 +272,10 @@ int change_last_notify_time(void)
             menu_print(1, "File(%s) open error(%d)\n", kNotifyFile, errno);
             continue;
         }
+        // Unbuffered, so that an item the file system has no room for fails
+        // in the write itself and is never reported as written.
+        setvbuf(file, nullptr, _IONBF, 0);
         if (fwrite(&notify_time, sizeof notify_time, 1, file) != 1) {
-            menu_print(1, "data not written to file\n");
-            fclose(file);
-            continue;
-        }
-        // The item sits in the stream's buffer: a full file system shows
-        // only when it is flushed.
-        if (fflush(file) != 0) {
             menu_print(1, "data not written to file\n");
             fclose(file);
             continue;

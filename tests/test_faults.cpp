@@ -238,7 +238,7 @@ TEST(FullFileSystem, IntervalChangeKeepsTheConfiguration)
     ++g_faults;
     EXPECT_EQ(r.status, 0);
     EXPECT_TRUE(has(r, "Please enter interval time (in second) or 'exit'\n[input] notify interval time : 600 sec \n"
-                       "Error in writing new file (28)\n"))
+                       "Error in creating new file (28)\n"))
         << r.out;
     expect_kept(root, original, {"/tmp/after.conf"});
     EXPECT_EQ(root.read("/tmp/after.list"), "fill\nstorage.conf\n");

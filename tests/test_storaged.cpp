@@ -225,12 +225,12 @@ TEST_F(Storaged, IntervalFailuresLeaveTheConfigurationAsItWas)
     EXPECT_EQ(root.read("/etc/storaged/storage.conf"), config);
     root.remove("/etc/storaged/tmp");
 
-    // The configuration cannot be read whole: nothing takes its place.
+    // The configuration cannot be replaced: the temporary file stays.
     root.remove("/etc/storaged/storage.conf");
     root.write("/etc/storaged/storage.conf/x", "");
-    EXPECT_EQ(actions(run_storaged(root, "7\n300\n")),
-              std::vector<std::string>{accepted + "Error in reading config file (21)\n"});
-    EXPECT_FALSE(root.exists("/etc/storaged/tmp"));
+    EXPECT_EQ(actions(run_storaged(root, "7\n300\n")), std::vector<std::string>{accepted + "rename failed (21)\n"});
+    EXPECT_TRUE(root.exists("/etc/storaged/tmp"));
+    root.remove("/etc/storaged/tmp");
 
     root.remove("/etc/storaged/storage.conf");
     EXPECT_EQ(actions(run_storaged(root, "7\n300\n")),
