@@ -20,7 +20,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -152,8 +151,21 @@ void write_state(GKeyFile *kf, const RmState &s)
 // together with the pid it names one process even after the pid is reused.
 unsigned long long process_start(long pid)
 {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    // Relative to /proc: a user-mode emulator of another processor answers
+    // "/proc/<own pid>/stat" with figures of its own, and the start time a
+    // process records for itself must match what the others read.
+    std::string stat;
+    const int proc = open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = proc < 0 ? -1 : openat(proc, (std::to_string(pid) + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
+    if (proc >= 0)
+        close(proc);
+    if (fd >= 0) {
+        char buf[1024];
+        ssize_t n;
+        while ((n = read(fd, buf, sizeof buf)) > 0)
+            stat.append(buf, static_cast<size_t>(n));
+        close(fd);
+    }
     const size_t paren = stat.rfind(')');
     if (paren == std::string::npos)
         return 0;

@@ -5,7 +5,9 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -54,10 +56,25 @@ int system_checked(const std::string &command)
     return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
 }
 
+// Where the device roots live. A cross build's programs run emulated on
+// this machine's 64-bit kernel, which gives directories on ext4 and the
+// like 64-bit offsets; the C library's tree walk (fts) on 32-bit ARM takes
+// them in 32 bits, as the TV's kernel hands them out, and fails with
+// EOVERFLOW. A tmpfs numbers its entries from 0.
+std::string scratch_base()
+{
+    const std::vector<std::string> launcher = TAVRIN_TEST_LAUNCHER;
+    struct statfs fs;
+    if (!launcher.empty() && statfs("/dev/shm", &fs) == 0 && fs.f_type == TMPFS_MAGIC &&
+        access("/dev/shm", W_OK) == 0)
+        return "/dev/shm/tavrin-test-scratch-" + std::to_string(getuid());
+    return binary_dir() + "/test-scratch";
+}
+
 std::string scratch_dir()
 {
     static std::string dir = [] {
-        std::string base = binary_dir() + "/test-scratch";
+        std::string base = scratch_base();
         g_mkdir_with_parents(base.c_str(), 0755);
         std::string templ = base + "/run-XXXXXX";
         std::vector<char> buf(templ.begin(), templ.end());

@@ -315,12 +315,19 @@ TEST_F(Maintenance, MakeWritableWithoutJournalAndOnAnEmptyFile)
     EXPECT_FALSE(root.exists(kTemp));
 }
 
+// debugmenu started by a shell of the device: through the build's launcher,
+// as a cross build's programs run emulated.
+std::string debugmenu()
+{
+    return harness::binary_dir() + "/launcher " + harness::binary_dir() + "/debugmenu";
+}
+
 TEST_F(Maintenance, MakeWritableInAReadOnlyDirectoryKeepsTheFile)
 {
     const std::string path = "/opt/usr/ro/r.db";
     const std::string content = database(path);
     harness::RunResult r = root.run_command(
-        {"sh", "-c", "mount --bind -o ro /opt/usr/ro /opt/usr/ro && exec " + harness::binary_dir() + "/debugmenu"},
+        {"sh", "-c", "mount --bind -o ro /opt/usr/ro /opt/usr/ro && exec " + debugmenu()},
         "11\n13\n" + path + "\n99\n99\n", bx::options());
     bx::expect_output(r, bx::transcript({kAskWritable + "open (" + path + ")\ncopy (" + path + ":" +
                                          std::to_string(content.size()) + ") to (" + kTemp +
@@ -346,7 +353,7 @@ TEST_F(Maintenance, MakeWritableOnAFullFileSystemKeepsTheContents)
     // full file system has no room for the copy back.
     const std::string fill = "cp /opt/usr/original.db " + path + " && ln " + path +
                              " /opt/usr/small/link.db && { dd if=/dev/zero of=/opt/usr/small/fill bs=4k 2>/dev/null "
-                             "|| true; } && exec " + harness::binary_dir() + "/debugmenu";
+                             "|| true; } && exec " + debugmenu();
     harness::RunResult r = root.run_command({"sh", "-c", fill}, "11\n13\n" + path + "\n13\n/opt/usr/original.db\n99\n99\n", o);
     bx::expect_output(
         r, bx::transcript({writable_text(path, content.size(),

@@ -95,7 +95,9 @@ protected:
     int run(const std::string &args, std::string *err = nullptr)
     {
         const std::string err_file = dir_ + "/err";
-        const std::string cmd = "'" + viewer() + "' " + args + " 2>'" + err_file + "' >/dev/null";
+        // Through the build's launcher: a cross build's viewer runs emulated.
+        const std::string cmd = "'" + harness::binary_dir() + "/launcher' '" + viewer() + "' " + args + " 2>'" +
+                                err_file + "' >/dev/null";
         int status = system(cmd.c_str());
         if (err) {
             std::ifstream in(err_file);

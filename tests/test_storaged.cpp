@@ -362,8 +362,8 @@ struct FakeStatvfs {
     bool active = false;
     int error = 0;
     unsigned long frsize = 0;
-    unsigned long blocks = 0;
-    unsigned long bfree = 0;
+    fsblkcnt_t blocks = 0;
+    fsblkcnt_t bfree = 0;
     std::vector<std::string> paths;
 } fake_statvfs;
 
@@ -388,7 +388,9 @@ extern "C" int statvfs(const char *path, struct statvfs *buf) noexcept
 {
     if (!fake_statvfs.active) {
         using Real = int (*)(const char *, struct statvfs *);
-        static const Real real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, "statvfs"));
+        // A 32-bit build with large-file support calls it statvfs64.
+        static const char *const name = sizeof(off_t) > sizeof(long) ? "statvfs64" : "statvfs";
+        static const Real real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, name));
         return real(path, buf);
     }
     fake_statvfs.paths.push_back(path);
@@ -407,7 +409,7 @@ extern "C" int statvfs(const char *path, struct statvfs *buf) noexcept
 
 namespace {
 
-std::string status_with(unsigned long frsize, unsigned long blocks, unsigned long bfree, int error = 0)
+std::string status_with(unsigned long frsize, fsblkcnt_t blocks, fsblkcnt_t bfree, int error = 0)
 {
     fake_statvfs = FakeStatvfs{true, error, frsize, blocks, bfree, {}};
     testing::internal::CaptureStdout();
@@ -420,7 +422,7 @@ std::string status_with(unsigned long frsize, unsigned long blocks, unsigned lon
 
 TEST(StorageFigures, FreeSpaceMovesUpAUnitOnlyAbove10240)
 {
-    const unsigned long GiB = 1024UL * 1024 * 1024;
+    const unsigned long long GiB = 1024ULL * 1024 * 1024;
     EXPECT_EQ(status_with(1024, 20, 10),
               "Total : \t20480.000000\nFree  : \t10240.000000 (10240.000000 B)\nUsed(%) : \t50.000000\n");
     EXPECT_EQ(status_with(1, 40964, 10241),

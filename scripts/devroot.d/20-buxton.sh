@@ -1,7 +1,9 @@
 # The buxton store's files: the four base databases with the platform's keys,
 # their backup copies under /etc/buxton2, and the store's working directory.
+# A cross build's seed runs through the build's emulator (build/launcher).
 seed=$BUILD/buxton-seed
-if [ ! -x "$seed" ]; then
+launcher=$BUILD/launcher
+if [ ! -x "$seed" ] || [ ! -x "$launcher" ]; then
     echo "devroot: $seed is missing; build the project first" >&2
     exit 1
 fi
@@ -14,7 +16,7 @@ plat=http://tizen.org/privilege/internal/default/platform
 
 # KEY|TYPE|VALUE|READ PRIVILEGE|WRITE PRIVILEGE|SETTER; no SETTER field:
 # a record of the older layout, as written by earlier platform releases.
-"$seed" "$base"/system.db <<KEYS
+"$launcher" "$seed" "$base"/system.db <<KEYS
 db/setting/lang|int32|2|$pub|http://tizen.org/privilege/systemsettings.admin|System
 db/setting/lang_automatic|bool|0|$pub|http://tizen.org/privilege/systemsettings.admin|System
 db/setting/timezone_id|string|Asia/Seoul|$pub|http://tizen.org/privilege/systemsettings.admin|System
@@ -43,7 +45,7 @@ db/setting/screen_lock_type|int32|1|$pub|$plat
 db/menu_widget/bgset|string|/opt/share/settings/Wallpapers/Home_default.jpg|$pub|$plat
 KEYS
 
-"$seed" "$base"/memory.db <<KEYS
+"$launcher" "$seed" "$base"/memory.db <<KEYS
 memory/pm/state|int32|1|$pub|$plat|System
 memory/pm/current_brt|int32|60|$pub|$plat|System
 memory/pm/battery_timetoempty|int32|-1|$pub|$plat|System
@@ -62,7 +64,7 @@ memory/telephony/sim_slot_count|int32|-1|$pub|$plat
 memory/wifi/state|int32|0|$pub|$plat
 KEYS
 
-"$seed" "$base"/system_factory.db <<KEYS
+"$launcher" "$seed" "$base"/system_factory.db <<KEYS
 db/setting/lang|int32|2|$pub|http://tizen.org/privilege/systemsettings.admin|System
 db/setting/timezone_id|string|Asia/Seoul|$pub|http://tizen.org/privilege/systemsettings.admin|System
 db/setting/lcd_backlight_normal|int32|30|$pub|$plat|System
@@ -70,7 +72,7 @@ db/setting/sound/sound_on|bool|1|$pub|$plat|System
 db/menu_widget/language|string|en_US.UTF-8|$pub|$plat
 KEYS
 
-"$seed" "$base"/system_service.db <<KEYS
+"$launcher" "$seed" "$base"/system_service.db <<KEYS
 db/setting/automatic_brightness_level|int32|50|$pub|$plat|System::Privileged
 db/setting/region_automatic|bool|1|$pub|$plat|System
 db/mtp/sync_time|int64|0|$plat|$plat|System
