@@ -1,13 +1,11 @@
 // Battery reads of the device API: the values of [battery], or the
 // machine's own battery from sysfs when that section is missing (or names a
 // sysfs_root), and "not supported" where there is no battery, as on a TV.
-#include <dirent.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -27,42 +25,6 @@ struct Battery {
     int health = DEVICE_BATTERY_HEALTH_GOOD;
     int power_source = DEVICE_BATTERY_POWER_SOURCE_AC;
 };
-
-// A sysfs attribute without its line end; false when it cannot be read.
-bool read_attr(const std::string &path, std::string *value)
-{
-    std::ifstream in(path);
-    if (!in || !std::getline(in, *value))
-        return false;
-    while (!value->empty() && isspace(static_cast<unsigned char>(value->back())))
-        value->pop_back();
-    return true;
-}
-
-bool read_number(const std::string &path, long long *value)
-{
-    std::string text;
-    if (!read_attr(path, &text) || text.empty())
-        return false;
-    char *end = nullptr;
-    *value = strtoll(text.c_str(), &end, 10);
-    return *end == '\0';
-}
-
-std::vector<std::string> sorted_entries(const std::string &dir)
-{
-    std::vector<std::string> names;
-    DIR *d = opendir(dir.c_str());
-    if (!d)
-        return names;
-    while (dirent *e = readdir(d)) {
-        if (e->d_name[0] != '.')
-            names.emplace_back(e->d_name);
-    }
-    closedir(d);
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 int status_code(const std::string &status)
 {
@@ -118,12 +80,12 @@ int level_code(const std::string &capacity_level, int percent)
 int capacity_percent(const std::string &dir)
 {
     long long value;
-    if (read_number(dir + "/capacity", &value))
+    if (tvemul::read_number(dir + "/capacity", 10, &value))
         return static_cast<int>(value);
     // Drivers without a capacity attribute still report charge or energy.
     for (const char *kind : {"energy", "charge"}) {
         long long now, full;
-        if (read_number(dir + "/" + kind + "_now", &now) && read_number(dir + "/" + kind + "_full", &full) &&
+        if (tvemul::read_number(dir + "/" + kind + "_now", 10, &now) && tvemul::read_number(dir + "/" + kind + "_full", 10, &full) &&
             full > 0)
             return static_cast<int>(std::min(100LL, now * 100 / full));
     }
@@ -137,28 +99,28 @@ bool sysfs_battery(const std::string &sys_root, Battery *battery)
     const std::string base = sys_root + "/class/power_supply/";
     bool found = false;
     int source = DEVICE_BATTERY_POWER_SOURCE_NONE;
-    for (const std::string &name : sorted_entries(base)) {
+    for (const std::string &name : tvemul::sorted_entries(base)) {
         const std::string dir = base + name;
         std::string type, scope, text;
-        if (!read_attr(dir + "/type", &type))
+        if (!tvemul::read_attr(dir + "/type", &type))
             continue;
-        if (read_attr(dir + "/scope", &scope) && scope == "Device")
+        if (tvemul::read_attr(dir + "/scope", &scope) && scope == "Device")
             continue;
         if (type == "Battery") {
-            if (found || (read_attr(dir + "/present", &text) && text == "0"))
+            if (found || (tvemul::read_attr(dir + "/present", &text) && text == "0"))
                 continue;
             found = true;
             battery->percent = capacity_percent(dir);
-            battery->status = read_attr(dir + "/status", &text) ? status_code(text) : -1;
+            battery->status = tvemul::read_attr(dir + "/status", &text) ? status_code(text) : -1;
             battery->charging = battery->status == DEVICE_BATTERY_STATUS_CHARGING;
             std::string level;
-            read_attr(dir + "/capacity_level", &level);
+            tvemul::read_attr(dir + "/capacity_level", &level);
             battery->level = level_code(level, battery->percent);
-            battery->health = read_attr(dir + "/health", &text) ? health_code(text) : DEVICE_BATTERY_HEALTH_GOOD;
+            battery->health = tvemul::read_attr(dir + "/health", &text) ? health_code(text) : DEVICE_BATTERY_HEALTH_GOOD;
             continue;
         }
         long long online = 0;
-        if (!read_number(dir + "/online", &online) || online <= 0 || source != DEVICE_BATTERY_POWER_SOURCE_NONE)
+        if (!tvemul::read_number(dir + "/online", 10, &online) || online <= 0 || source != DEVICE_BATTERY_POWER_SOURCE_NONE)
             continue;
         if (type == "Mains")
             source = DEVICE_BATTERY_POWER_SOURCE_AC;

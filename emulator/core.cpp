@@ -1,15 +1,19 @@
 #include "tvemul.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <mutex>
 
@@ -244,6 +248,47 @@ void hide_tag(int handle)
 {
     std::lock_guard<std::mutex> lock(tags_mutex);
     shown_tags().erase(handle);
+}
+
+bool read_attr(const std::string &path, std::string *value)
+{
+    std::ifstream in(path);
+    if (!in || !std::getline(in, *value))
+        return false;
+    while (!value->empty() && isspace(static_cast<unsigned char>(value->back())))
+        value->pop_back();
+    size_t start = value->find_first_not_of(' ');
+    value->erase(0, start == std::string::npos ? value->size() : start);
+    return true;
+}
+
+bool read_number(const std::string &path, int base, long long *value)
+{
+    std::string text;
+    if (!read_attr(path, &text) || text.empty())
+        return false;
+    char *end = nullptr;
+    errno = 0;
+    long long n = strtoll(text.c_str(), &end, base);
+    if (*end != '\0' || errno != 0)
+        return false;
+    *value = n;
+    return true;
+}
+
+std::vector<std::string> sorted_entries(const std::string &dir)
+{
+    std::vector<std::string> names;
+    DIR *d = opendir(dir.c_str());
+    if (!d)
+        return names;
+    while (dirent *e = readdir(d)) {
+        if (e->d_name[0] != '.')
+            names.emplace_back(e->d_name);
+    }
+    closedir(d);
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 }  // namespace tvemul

@@ -9,6 +9,7 @@
 #include <cstdarg>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tvemul {
 
@@ -80,6 +81,15 @@ bool failing(const char *function, long long *result);
 // A line under a platform log tag: shown on standard error as "[TAG] text"
 // while the host shows that tag.
 void log(const char *tag, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+// sysfs readers (the development machine's devices, or a fixture tree).
+// An attribute without its line end and surrounding blanks; false when it
+// cannot be read.
+bool read_attr(const std::string &path, std::string *value);
+// An attribute that is a whole number in BASE; false when it is not.
+bool read_number(const std::string &path, int base, long long *value);
+// The names in DIR, without dot entries, in ascending order.
+std::vector<std::string> sorted_entries(const std::string &dir);
 
 // Used by the host's startdlogtag and stopdlogtag.
 void show_tag(int handle, const char *tag);

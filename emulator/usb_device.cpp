@@ -2,7 +2,6 @@
 // [usb] section, or one that names a sysfs_root (a directory laid out like
 // /sys), it lists the machine's own devices from sysfs instead, mount paths
 // from [usb] mounts (default /proc/self/mounts).
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,28 +49,10 @@ std::set<usb_device_list_s *> &live_lists()
 
 // --- The machine's devices, as sysfs shows them. ---
 
-// An attribute without its trailing line end and padding; false when the
-// device has no such attribute.
-bool read_attr(const std::string &path, std::string *value)
-{
-    std::ifstream in(path);
-    if (!in || !std::getline(in, *value))
-        return false;
-    while (!value->empty() && isspace(static_cast<unsigned char>(value->back())))
-        value->pop_back();
-    size_t start = value->find_first_not_of(' ');
-    value->erase(0, start == std::string::npos ? value->size() : start);
-    return true;
-}
-
 long long read_num(const std::string &path, int base, long long def)
 {
-    std::string text;
-    if (!read_attr(path, &text) || text.empty())
-        return def;
-    char *end = nullptr;
-    long long value = strtoll(text.c_str(), &end, base);
-    return *end == '\0' ? value : def;
+    long long value;
+    return tvemul::read_number(path, base, &value) ? value : def;
 }
 
 // KEY=value of a uevent file, "" when missing.
@@ -85,21 +66,6 @@ std::string uevent_value(const std::string &dir, const char *key)
             return line.substr(prefix.size());
     }
     return "";
-}
-
-std::vector<std::string> sorted_entries(const std::string &dir)
-{
-    std::vector<std::string> names;
-    DIR *d = opendir(dir.c_str());
-    if (!d)
-        return names;
-    while (dirent *e = readdir(d)) {
-        if (e->d_name[0] != '.')
-            names.emplace_back(e->d_name);
-    }
-    closedir(d);
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 bool is_dir(const std::string &path)
@@ -148,7 +114,7 @@ std::string find_scsi_device(const std::string &dir, int depth)
         return dir;
     if (depth == 0)
         return "";
-    for (const std::string &name : sorted_entries(dir)) {
+    for (const std::string &name : tvemul::sorted_entries(dir)) {
         // Only the host adapter's own tree; links lead back up.
         if (name.compare(0, 4, "host") != 0 && name.compare(0, 6, "target") != 0 &&
             !isdigit(static_cast<unsigned char>(name[0])))
@@ -217,13 +183,13 @@ void add_storage(usb_device_s *device, const std::string &interface, const std::
     if (scsi.empty())
         return;  // a card reader without a card
     std::string model;
-    if (read_attr(scsi + "/model", &model))
+    if (tvemul::read_attr(scsi + "/model", &model))
         device->texts["model"] = model;
-    const std::vector<std::string> disks = sorted_entries(scsi + "/block");
+    const std::vector<std::string> disks = tvemul::sorted_entries(scsi + "/block");
     if (disks.empty())
         return;
     std::string block = scsi + "/block/" + disks[0];
-    for (const std::string &name : sorted_entries(block)) {
+    for (const std::string &name : tvemul::sorted_entries(block)) {
         if (access((block + "/" + name + "/partition").c_str(), F_OK) == 0) {
             block += "/" + name;
             break;
@@ -257,7 +223,7 @@ std::unique_ptr<usb_device_s> sysfs_device(const std::string &sys_root, const st
     n["protocol"] = read_num(dir + "/bDeviceProtocol", 16, 0);
     // Class 0: each interface has its own; the first one names the device.
     std::string interface;
-    for (const std::string &entry : sorted_entries(dir)) {
+    for (const std::string &entry : tvemul::sorted_entries(dir)) {
         if (entry.size() > name.size() && entry.compare(0, name.size(), name) == 0 && entry[name.size()] == ':') {
             interface = dir + "/" + entry;
             break;
@@ -276,7 +242,7 @@ std::unique_ptr<usb_device_s> sysfs_device(const std::string &sys_root, const st
     n["address"] = read_num(dir + "/devnum", 10, 0);
     n["number"] = n["address"];
     std::string devpath;
-    read_attr(dir + "/devpath", &devpath);
+    tvemul::read_attr(dir + "/devpath", &devpath);
     const std::vector<int> chain = port_chain(devpath);
     n["port"] = chain.empty() ? 0 : chain.back();
     n["filesystem"] = n["disk_type"] = n["storage_state"] = -1;
@@ -284,7 +250,7 @@ std::unique_ptr<usb_device_s> sysfs_device(const std::string &sys_root, const st
     t["ports"] = name;
     std::string value;
     for (const char *attr : {"manufacturer", "product", "serial"}) {
-        if (read_attr(dir + "/" + attr, &value))
+        if (tvemul::read_attr(dir + "/" + attr, &value))
             t[attr] = value;
     }
     const std::string devnode = uevent_value(dir, "DEVNAME");
@@ -312,11 +278,11 @@ std::vector<std::unique_ptr<usb_device_s>> sysfs_devices(const std::string &sys_
         std::string name;
     };
     std::vector<Found> found;
-    for (const std::string &name : sorted_entries(base)) {
+    for (const std::string &name : tvemul::sorted_entries(base)) {
         if (name.find(':') != std::string::npos)
             continue;
         std::string devpath;
-        read_attr(base + name + "/devpath", &devpath);
+        tvemul::read_attr(base + name + "/devpath", &devpath);
         found.push_back({read_num(base + name + "/busnum", 10, 0), port_chain(devpath), name});
     }
     std::sort(found.begin(), found.end(), [](const Found &a, const Found &b) {
