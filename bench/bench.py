@@ -225,6 +225,20 @@ def startup(b):
     return case
 
 
+def add_other_build(case, plugin):
+    """Runs the plug-in commands of CASE with another build of the plug-in too, e.g. the one before a change."""
+    for command in list(case.commands):
+        if command.argv[0].endswith("/debugmenu"):
+            argv = command.argv + [plugin]
+        elif command.argv[0].endswith("/load_time"):
+            argv = command.argv[:1] + [plugin]
+        else:
+            continue
+        other = Command(f"{command.label} [other]", argv, command.stdin, command.stdout, prepare=command.prepare)
+        other.env = command.env
+        case.commands.append(other)
+
+
 def median_ms(values):
     return statistics.median(values) * 1000
 
@@ -236,7 +250,7 @@ def measure(case, runs):
         order = case.commands if r % 2 == 0 else case.commands[::-1]
         for command in order:
             out = None
-            if command.label.startswith("plug-in load"):
+            if command.argv[0].endswith("/load_time"):
                 out = f"{DATA}/load.txt"
             sample = command.run(out)
             if out:  # the program's own figure, in microseconds
@@ -284,6 +298,7 @@ def main():
     parser.add_argument("--runs", type=int, default=7)
     parser.add_argument("--only", default="keys,files,dummy,copy,start")
     parser.add_argument("--json")
+    parser.add_argument("--other-plugin", help="another build of the plug-in to run beside this one")
     args = parser.parse_args()
     if not os.path.exists("/etc/debug"):
         sys.exit("bench: run me in a device root (bench/run does)")
@@ -309,6 +324,8 @@ def main():
         if name not in makers:
             sys.exit(f"bench: unknown operation {name}; one of {','.join(makers)}")
         case = makers[name]()
+        if args.other_plugin:
+            add_other_build(case, os.path.abspath(args.other_plugin))
         # Start-up is short: more rounds for the same confidence.
         measure(case, args.runs * (5 if name == "start" else 1))
         results[case.name] = {c.label: c.samples for c in case.commands}

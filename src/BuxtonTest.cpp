@@ -280,22 +280,10 @@ int buxton_set_value(sqlite3 *db, const char *key, const void *data, int len)
     return result;
 }
 
-// On success the decoded bytes are the caller's (free), or nothing is handed
-// out for an SQL NULL. errno is ENOENT when the key has no row.
-int get_value(sqlite3 *db, const char *key, void **data, int *len)
+// One key on a prepared read statement, which is left reset for the next.
+// As get_value, with SQLite's failures (a failed reset included) as EIO.
+int read_prepared(sqlite3_stmt *stmt, const char *key, void **data, int *len)
 {
-    if (!db) {
-        menu_print(1, "%s", kNoOpenDb);
-        return -1;
-    }
-    // errno is ENOENT only for a key without row; SQLite's own failures
-    // (no table, a locked file) must not read as a missing key.
-    sqlite3_stmt *stmt = nullptr;
-    if (sqlite3_prepare_v2(db, kReadSql, -1, &stmt, nullptr) != SQLITE_OK) {
-        errno = EIO;
-        return -1;
-    }
-
     int result = -1;
     guchar *decoded = nullptr;
     gsize decoded_len = 0;
@@ -314,7 +302,7 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
         errno = EIO;
     }
     const int saved_errno = errno;
-    if (sqlite3_finalize(stmt) != SQLITE_OK) {
+    if (sqlite3_reset(stmt) != SQLITE_OK) {
         g_free(decoded);
         errno = EIO;
         return -1;
@@ -323,6 +311,38 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
     if (result == 0 && decoded) {
         *data = decoded;
         *len = static_cast<int>(decoded_len);
+    }
+    return result;
+}
+
+// On success the decoded bytes are the caller's (free), or nothing is handed
+// out for an SQL NULL. errno is ENOENT when the key has no row.
+int get_value(sqlite3 *db, const char *key, void **data, int *len)
+{
+    if (!db) {
+        menu_print(1, "%s", kNoOpenDb);
+        return -1;
+    }
+    // errno is ENOENT only for a key without row; SQLite's own failures
+    // (no table, a locked file) must not read as a missing key.
+    sqlite3_stmt *stmt = nullptr;
+    if (sqlite3_prepare_v2(db, kReadSql, -1, &stmt, nullptr) != SQLITE_OK) {
+        errno = EIO;
+        return -1;
+    }
+    void *read = nullptr;
+    int read_len = 0;
+    int result = read_prepared(stmt, key, &read, &read_len);
+    const int saved_errno = errno;
+    if (sqlite3_finalize(stmt) != SQLITE_OK) {
+        g_free(read);
+        errno = EIO;
+        return -1;
+    }
+    errno = saved_errno;
+    if (result == 0 && read) {
+        *data = read;
+        *len = read_len;
     }
     return result;
 }
@@ -695,12 +715,20 @@ int buxton_print_keys(void)
         release_names();
         return 0;
     }
+    // One read statement for every key: preparing it anew per key would be
+    // half of a long listing's time. If it cannot be prepared, every key
+    // fails as a read of its own would.
+    sqlite3_stmt *reader = nullptr;
+    if (sqlite3_prepare_v2(db_info.handle, kReadSql, -1, &reader, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(reader);
+        reader = nullptr;
+    }
     int read = 0;
     for (size_t i = 0; i < count; ++i) {
         const char *key = names[i] ? names[i] : "(null)";
         void *data = nullptr;
         int len = 0;
-        if (get_value(db_info.handle, names[i], &data, &len) != 0) {
+        if (!reader || read_prepared(reader, names[i], &data, &len) != 0) {
             menu_print(1, " ******failed to get value of (%s) ******\n", key);
             continue;
         }
@@ -718,6 +746,7 @@ int buxton_print_keys(void)
         g_free(data);
         ++read;
     }
+    sqlite3_finalize(reader);
     if (read > 0) {
         menu_print(1, "\n\nTotal [%d] keys are in %s\n\n", static_cast<int>(count), db_info.path);
         menu_print(1, "Successful to get [%d] keys out of [%d] keys \n", read, static_cast<int>(count));
