@@ -347,6 +347,25 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
     return result;
 }
 
+// Holds a read transaction on DB for its lifetime, when one can be begun.
+class ReadTransaction {
+public:
+    explicit ReadTransaction(sqlite3 *db)
+        : db_(sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK ? db : nullptr)
+    {
+    }
+    ~ReadTransaction()
+    {
+        if (db_ && sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+            sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    ReadTransaction(const ReadTransaction &) = delete;
+    ReadTransaction &operator=(const ReadTransaction &) = delete;
+
+private:
+    sqlite3 *db_;
+};
+
 void print_listed_key(int index, const char *key, const buxton_value &v, const char *rp, const char *wp)
 {
     const char *setter = v.setter ? v.setter : "empty";
@@ -670,6 +689,10 @@ int buxton_print_keys(void)
         menu_print(1, "%s", kNoOpenDb);
         return -1;
     }
+    // One read transaction for the whole listing: names and values come from
+    // one state of the file, and the file is locked and checked for changes
+    // once rather than once per key.
+    ReadTransaction snapshot(db_info.handle);
     sqlite3_stmt *stmt = nullptr;
     if (sqlite3_prepare_v2(db_info.handle, kListSql, -1, &stmt, nullptr) != SQLITE_OK) {
         menu_print(1, "Failed to list the keys... in database (%s) \n", db_info.path);
