@@ -17,6 +17,7 @@ import shutil
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -34,7 +35,10 @@ DUMMY_ROOT = "/opt/storaged"
 DD_DIR = "/opt/fill"
 TEMP_DB = "/var/lib/buxton2/tmp.db"
 TIME = "/usr/bin/time" if os.access("/usr/bin/time", os.X_OK) else None
-PEAK = "/tmp/bench-peak.txt"
+# The runner's own small files, in memory: rewriting a file on a disk can
+# start its writeback and put the disk's latency into the next figure.
+SCRATCH = tempfile.mkdtemp(prefix="tavrin-bench.", dir="/dev/shm" if os.path.isdir("/dev/shm") else None)
+PEAK = f"{SCRATCH}/peak.txt"
 
 
 class Command:
@@ -51,7 +55,7 @@ class Command:
         """One run; returns (wall, cpu, peak). Fails loudly on a non-zero exit."""
         if self.prepare:
             self.prepare()
-        err = "/tmp/bench-stderr.txt"
+        err = f"{SCRATCH}/stderr.txt"
         actions = [
             (os.POSIX_SPAWN_OPEN, 0, self.stdin or "/dev/null", os.O_RDONLY, 0),
             (os.POSIX_SPAWN_OPEN, 1, stdout or self.stdout, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644),
@@ -336,4 +340,7 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    try:
+        main()
+    finally:
+        shutil.rmtree(SCRATCH, ignore_errors=True)
