@@ -76,11 +76,12 @@ class Command:
 
 
 class Case:
-    def __init__(self, name, commands, goals, check):
+    def __init__(self, name, commands, goals, check, time_goal_ms=None):
         self.name = name
-        self.commands = commands
-        self.goals = goals  # (text, index of the other command or None, limit): plug-in / other < limit
+        self.commands = commands  # the plug-in's first
+        self.goals = goals  # (text, index of the other command, limit): plug-in / other < limit
         self.check = check  # runs every command once, checks the results
+        self.time_goal_ms = time_goal_ms  # for the plug-in's own time; its ratios then mean nothing
 
 
 def tool(name):
@@ -194,7 +195,8 @@ def copy(b, mib):
                      env=b.plugin_env)
     # The same steps with the shell's tools: the file through the temporary
     # file and back as a new file.
-    cp = Command("two cp calls", [tool("sh"), "-c", f"cp {db} {TEMP_DB} && rm {db} && cp {TEMP_DB} {db} && rm {TEMP_DB}"])
+    cp = Command("two cp calls",
+                 [tool("sh"), "-c", f"cp {db} {TEMP_DB} && rm {db} && cp {TEMP_DB} {db} && rm {TEMP_DB}"])
 
     def digest():
         with open(db, "rb") as f:
@@ -224,9 +226,7 @@ def startup(b):
         load.run(out)
         require(float(read(out)) > 0, "load time printed")
 
-    case = Case("start-up", [plugin, floor, load], [], check)
-    case.startup = True
-    return case
+    return Case("start-up", [plugin, floor, load], [], check, time_goal_ms=20)
 
 
 def add_other_build(case, plugin):
@@ -271,14 +271,15 @@ def report(case):
         wall = median_ms([s[0] for s in command.samples])
         cpu = median_ms([s[1] for s in command.samples])
         peak = max(s[2] for s in command.samples)
-        ratio = "" if i == 0 or getattr(case, "startup", False) else f"{base / wall:7.2f}x"
+        ratio = "" if i == 0 or case.time_goal_ms else f"{base / wall:7.2f}x"
         peak = f"{peak:10d}" if peak else f"{'-':>10}"
         print(f"  {command.label:<36} {wall:10.2f} {cpu:10.2f} {peak} {ratio:>8}")
     for text, other, limit in case.goals:
         ratio = base / median_ms([s[0] for s in case.commands[other].samples])
         print(f"  goal {text}: {'met' if ratio < limit else 'MISSED'} ({ratio:.2f}x)")
-    if getattr(case, "startup", False):
-        print(f"  goal start-up under 20 ms: {'met' if base < 20 else 'MISSED'} ({base:.2f} ms)")
+    if case.time_goal_ms:
+        goal = case.time_goal_ms
+        print(f"  goal {case.name} under {goal} ms: {'met' if base < goal else 'MISSED'} ({base:.2f} ms)")
 
 
 class Build:
