@@ -22,6 +22,7 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
+sys.dont_write_bytecode = True  # the source tree stays as it is
 import gen_data  # noqa: E402
 
 SIZES = {
