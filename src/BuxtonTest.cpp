@@ -284,23 +284,11 @@ int buxton_set_value(sqlite3 *db, const char *key, const void *data, int len)
     return result;
 }
 
-// On success the decoded bytes are the caller's (free), or nothing is handed
-// out for an SQL NULL. errno is ENOENT when the key has no row.
-int get_value(sqlite3 *db, const char *key, void **data, int *len)
+// One key on a prepared read statement, which is left reset for the next.
+// A step that brings no row, whether the key is missing or the step failed,
+// reads as ENOENT.
+int read_prepared(sqlite3_stmt *stmt, const char *key, void **data, int *len)
 {
-    if (!db) {
-        menu_print(1, "%s", kNoOpenDb);
-        return -1;
-    }
-    // A step that brings no row, whether the key is missing or the step
-    // failed, reads as ENOENT; a statement that cannot even be made (no
-    // table, a schema locked away) is another failure.
-    sqlite3_stmt *stmt = nullptr;
-    if (sqlite3_prepare_v2(db, kReadSql, -1, &stmt, nullptr) != SQLITE_OK) {
-        errno = EIO;
-        return -1;
-    }
-
     int result = -1;
     guchar *decoded = nullptr;
     gsize decoded_len = 0;
@@ -319,9 +307,9 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
         errno = EIO;
     }
     const int saved_errno = errno;
-    if (sqlite3_finalize(stmt) != SQLITE_OK) {
-        // After a failed step finalize reports that failure again; the
-        // step's errno stands.
+    if (sqlite3_reset(stmt) != SQLITE_OK) {
+        // After a failed step reset reports that failure again; the step's
+        // errno stands.
         g_free(decoded);
         errno = result == 0 ? EIO : saved_errno;
         return -1;
@@ -333,6 +321,57 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
     }
     return result;
 }
+
+// On success the decoded bytes are the caller's (free), or nothing is handed
+// out for an SQL NULL. errno is ENOENT when the key has no row.
+int get_value(sqlite3 *db, const char *key, void **data, int *len)
+{
+    if (!db) {
+        menu_print(1, "%s", kNoOpenDb);
+        return -1;
+    }
+    // A statement that cannot even be made (no table, a schema locked away)
+    // is not a missing key.
+    sqlite3_stmt *stmt = nullptr;
+    if (sqlite3_prepare_v2(db, kReadSql, -1, &stmt, nullptr) != SQLITE_OK) {
+        errno = EIO;
+        return -1;
+    }
+    void *read = nullptr;
+    int read_len = 0;
+    int result = read_prepared(stmt, key, &read, &read_len);
+    const int saved_errno = errno;
+    if (sqlite3_finalize(stmt) != SQLITE_OK) {
+        g_free(read);
+        errno = result == 0 ? EIO : saved_errno;
+        return -1;
+    }
+    errno = saved_errno;
+    if (result == 0 && read) {
+        *data = read;
+        *len = read_len;
+    }
+    return result;
+}
+
+// Holds a read transaction on DB for its lifetime, when one can be begun.
+class ReadTransaction {
+public:
+    explicit ReadTransaction(sqlite3 *db)
+        : db_(sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK ? db : nullptr)
+    {
+    }
+    ~ReadTransaction()
+    {
+        if (db_ && sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+            sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    ReadTransaction(const ReadTransaction &) = delete;
+    ReadTransaction &operator=(const ReadTransaction &) = delete;
+
+private:
+    sqlite3 *db_;
+};
 
 void print_listed_key(int index, const char *key, const buxton_value &v, const char *rp, const char *wp)
 {
@@ -655,6 +694,10 @@ int buxton_print_keys(void)
         menu_print(1, "%s", kNoOpenDb);
         return -1;
     }
+    // One read transaction for the whole listing: names and values come from
+    // one state of the file, and the file is locked and checked for changes
+    // once rather than once per key.
+    ReadTransaction snapshot(db_info.handle);
     sqlite3_stmt *stmt = nullptr;
     if (sqlite3_prepare_v2(db_info.handle, kListSql, -1, &stmt, nullptr) != SQLITE_OK) {
         menu_print(1, "Failed to list the keys... in database (%s) \n", db_info.path);
@@ -700,12 +743,20 @@ int buxton_print_keys(void)
         release_names();
         return 0;
     }
+    // One read statement for every key: preparing it anew per key would be
+    // half of a long listing's time. If it cannot be prepared, every key
+    // fails as a read of its own would.
+    sqlite3_stmt *reader = nullptr;
+    if (sqlite3_prepare_v2(db_info.handle, kReadSql, -1, &reader, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(reader);
+        reader = nullptr;
+    }
     int read = 0;
     for (size_t i = 0; i < count; ++i) {
         const char *key = names[i] ? names[i] : "(null)";
         void *data = nullptr;
         int len = 0;
-        if (get_value(db_info.handle, names[i], &data, &len) != 0) {
+        if (!reader || read_prepared(reader, names[i], &data, &len) != 0) {
             menu_print(1, " ******failed to get value of (%s) ******\n", key);
             continue;
         }
@@ -723,6 +774,7 @@ int buxton_print_keys(void)
         g_free(data);
         ++read;
     }
+    sqlite3_finalize(reader);
     if (read > 0) {
         menu_print(1, "\n\nTotal [%d] keys are in %s\n\n", static_cast<int>(count), db_info.path);
         menu_print(1, "Successful to get [%d] keys out of [%d] keys \n", read, static_cast<int>(count));

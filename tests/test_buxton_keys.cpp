@@ -142,6 +142,22 @@ TEST_F(BuxtonMenu, ListingsOfAnEmptyTableAndOfAnUndecodableKey)
                                                              "b) ****** \n" + failed + "c) ****** \n"});
 }
 
+// The listing reads in one transaction; a key set after it must still reach
+// the file, with either journal.
+TEST_F(BuxtonMenu, AKeySetAfterAListingIsStored)
+{
+    for (bool wal : {true, false}) {
+        SCOPED_TRACE(wal ? "write-ahead log" : "rollback journal");
+        const std::string file = wal ? "/opt/usr/dbspace/wal.db" : "/opt/usr/dbspace/journal.db";
+        bx::make_db(root.host_path(file), {{"db/a", rec(g_variant_new_int32(1))}}, wal);
+        harness::RunResult r = run("1\n" + file + "\n3\n4\ndb/b 2\nexit 0\n");
+        EXPECT_NE(r.out.find("Successful to get [1] keys out of [1] keys \n"), std::string::npos) << r.out;
+        const std::vector<Row> rows = bx::read_rows(root.host_path(file));
+        ASSERT_EQ(rows.size(), 2u);
+        EXPECT_EQ(rows[1].key, "db/b");
+    }
+}
+
 TEST_F(BuxtonMenu, FilesThatAreNoBuxtonDatabase)
 {
     const std::string text = "/opt/usr/dbspace/notes.db";
