@@ -7,6 +7,12 @@
 //   remove:PATH   PATH is removed, as by another process, and the call goes on
 // Other programs that inherit the variable (the device root's shell and
 // mount tools) are left alone.
+
+// The C library's functions are interposed by their own names, the 32-bit
+// offset ones and the 64-bit ones alike; the build's large-file switch would
+// rename the first to the second.
+#undef _FILE_OFFSET_BITS
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
