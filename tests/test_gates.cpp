@@ -55,8 +55,11 @@ std::map<std::string, std::string> tree(const DeviceRoot &root)
         }
         gchar *sum = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar *>(content.data()),
                                                  content.size());
+        // A directory's size is the file system's business (on tmpfs it
+        // counts the entries, calls.log included); its entries speak for it.
+        const off_t size = S_ISDIR(st.st_mode) ? 0 : st.st_size;
         entries[rel] = std::to_string(st.st_mode) + " " + std::to_string(st.st_uid) + ":" + std::to_string(st.st_gid) +
-                       " " + std::to_string(st.st_size) + " " + sum;
+                       " " + std::to_string(size) + " " + sum;
         g_free(sum);
     }
     return entries;
