@@ -34,7 +34,9 @@ prefix=$scratch/prefix
 cmake --install "$build" --prefix "$prefix" >/dev/null
 check "debugmenu on the prefix's path" test -x "$prefix/bin/debugmenu"
 check "the device-root script" test -x "$prefix/share/tavrin-debugmenu/scripts/devroot"
-out=$(printf '99\n' | "$@" "$prefix/bin/debugmenu" 2>&1)
+# Outside a device root: the emulator keeps its state in the scratch
+# directory, not in the machine's /var/lib.
+out=$(printf '99\n' | TV_EMULATOR_DIR=$scratch/state "$@" "$prefix/bin/debugmenu" 2>&1)
 check "the installed debugmenu runs the installed plug-in" grep -q "\[ TAVRIN Debug Menu \]" <<<"$out"
 
 [ "$failures" -eq 0 ]
