@@ -7,6 +7,7 @@
 #include <string>
 
 #include "fconfig.h"
+#include "tvemul.h"
 
 namespace {
 
@@ -26,13 +27,7 @@ protected:
 
     std::string item(const char *name) const
     {
-        GKeyFile *kf = g_key_file_new();
-        g_key_file_load_from_file(kf, (dir_ + "/state.ini").c_str(), G_KEY_FILE_NONE, nullptr);
-        gchar *v = g_key_file_get_value(kf, "fconfig", name, nullptr);
-        std::string out = v ? v : "";
-        g_free(v);
-        g_key_file_free(kf);
-        return out;
+        return tvemul::get_str(tvemul::load_state().get(), "fconfig", name, "");
     }
 
     std::string dir_;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "vconf.h"
+#include "tvemul.h"
 
 namespace {
 
@@ -27,13 +28,7 @@ protected:
     void write_state(const std::string &text) const { std::ofstream(dir_ + "/state.ini") << text; }
     std::string entry(const char *key) const
     {
-        GKeyFile *kf = g_key_file_new();
-        g_key_file_load_from_file(kf, (dir_ + "/state.ini").c_str(), G_KEY_FILE_NONE, nullptr);
-        gchar *v = g_key_file_get_value(kf, "vconf", key, nullptr);
-        std::string out = v ? v : "";
-        g_free(v);
-        g_key_file_free(kf);
-        return out;
+        return tvemul::get_str(tvemul::load_state().get(), "vconf", key, "");
     }
 
     std::string dir_;
