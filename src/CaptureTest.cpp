@@ -1,12 +1,11 @@
 // Display capture tool: one frame of the screen or a video plane into two
 // raw plane files.
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
 #include "IVideoCapture.h"
+#include "common.h"
 #include "debugmenu_host.h"
 #include "menu_table.h"
 #include "tavrin_debugmenu.h"
@@ -16,7 +15,6 @@ using namespace tavrin;
 namespace {
 
 const char kCaptureDir[] = "/opt/share/display-capture-service";
-const char kBoundary[] = "====================================\n";
 
 // Large enough for the largest size, 720 x 576.
 const int kPlaneBytes = 414720;
@@ -67,12 +65,7 @@ void print_capture_menu(const char *heading, const MenuEntry (&entries)[N])
     menu_print(1, "%s", kBoundary);
     menu_print(1, " 99 : Exit \n");
     menu_print(1, "%s", kBoundary);
-    menu_print(1, "Please Select a menu >> ");
-}
-
-bool capture_allowed()
-{
-    return access("/etc/debug", F_OK) == 0 || access("/etc/perf", F_OK) == 0;
+    menu_print(1, "%s", kPrompt);
 }
 
 int run_capture(IVideoCapture *capture, cap_mode mode, VideoCaptureRequest *request, VideoCaptureResult *result)
@@ -110,10 +103,8 @@ void CaptureModeDisplay(void)
 
 int capture_size_setter(void)
 {
-    if (!capture_allowed()) {
-        menu_print(1, "\n[INFO] Feature not supported in Release Image\n");
+    if (!debug_or_perf_image_else_notice())
         return 0;
-    }
     run_menu(make_menu(CaptureSizeDisplay, kSizeEntries));
     return 0;
 }

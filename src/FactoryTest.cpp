@@ -1,5 +1,6 @@
 // Factory test loop: the factory interface's own debug menu, driven from
 // the console, with its factory reset entry taken over here.
+#include "common.h"
 #include "debugmenu_host.h"
 #include "device/power.h"
 #include "factory_interface.h"
@@ -16,7 +17,7 @@ const int kFactoryResetReboot = 0x2000000E;
 void show_factory_menu()
 {
     factory_debug_display_menu();
-    menu_print(1, "Please Select a menu >> ");
+    menu_print(1, "%s", kPrompt);
 }
 
 void pass_to_factory(int choice)

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "common.h"
 #include "debugmenu_host.h"
 #include "fconfig.h"
 #include "menu_table.h"
@@ -91,10 +92,9 @@ int item_integer(const char *text)
 
 void print_frame_title(const char *title)
 {
-    static const char boundary[] = "====================================\n";
-    menu_print(1, "%s", boundary);
+    menu_print(1, "%s", tavrin::kBoundary);
     menu_print(1, "%s\n", title);
-    menu_print(1, "%s", boundary);
+    menu_print(1, "%s", tavrin::kBoundary);
 }
 
 }  // namespace

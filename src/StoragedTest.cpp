@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 
+#include "common.h"
 #include "debugmenu_host.h"
 #include "menu_table.h"
 #include "storage_internal.h"
@@ -413,10 +414,8 @@ char* get_mount_path(void)
 
 int internal_storage_file_list(void)
 {
-    if (access("/etc/debug", F_OK) != 0 && access("/etc/perf", F_OK) != 0) {
-        menu_print(1, "\n[INFO] Feature not supported in Release Image\n");
+    if (!tavrin::debug_or_perf_image_else_notice())
         return 0;
-    }
 
     char *mount = get_mount_path();
     if (!mount) {

@@ -1,7 +1,10 @@
 // Menu shell: entry point, menu rendering, the shared menu loop and the
 // log-tag menus.
+#include <unistd.h>
+
 #include <cstring>
 
+#include "common.h"
 #include "debugmenu_host.h"
 #include "factory_automation.h"
 #include "menu_table.h"
@@ -9,6 +12,19 @@
 #include "tavrin_debugmenu.h"
 
 namespace tavrin {
+
+bool debug_image()
+{
+    return access("/etc/debug", F_OK) == 0;
+}
+
+bool debug_or_perf_image_else_notice()
+{
+    if (debug_image() || access("/etc/perf", F_OK) == 0)
+        return true;
+    menu_print(1, "%s", kReleaseImageNotice);
+    return false;
+}
 
 int run_menu(const Menu &menu, void *context)
 {
@@ -76,8 +92,6 @@ using namespace tavrin;
 
 namespace {
 
-const char kBoundary[] = "====================================\n";
-
 // One start and one stop entry for a menu's single tag.
 #define SINGLE_TAG_MENU(fn, title, start_label, stop_label, tag)          \
     int fn(void)                                                         \
@@ -113,7 +127,7 @@ void TAVRIN_print_exit_title(void)
     menu_print(1, "%s", kBoundary);
     menu_print(1, "%d << : Exit\n", kExitChoice);
     menu_print(1, "%s", kBoundary);
-    menu_print(1, "Please Select a menu >> ");
+    menu_print(1, "%s", kPrompt);
 }
 
 int is_exit(const char *text)
