@@ -1,10 +1,9 @@
 // Device power tool: power states, locks, power-off and reboot requests,
 // wakeup reasons, ambient modes, backlight, panel and OLED functions, and the
 // device daemon's timing settings.
-#include <unistd.h>
-
 #include <cstdio>
 
+#include "common.h"
 #include "debugmenu_host.h"
 #include "device/display.h"
 #include "device/power.h"
@@ -26,17 +25,6 @@ constexpr int kColdStandbyRequest = kRebootRequest | 16;
 constexpr int kAutoResumeRequest = kSuspendRequest | 3;
 constexpr int kElSensingRequest = kSuspendRequest | 120;
 
-const char kElSensingTimeKey[] = "db/sysman/el_sensing_time";
-const char kOffSensingTimeKey[] = "db/sysman/off_sensing_time";
-const char kLastEwTimeKey[] = "db/sysman/last_ew_time";
-const char kPanelDisplayTimeKey[] = "db/sysman/panel_display_time";
-
-// Most operations can take the TV down; release images leave them inert.
-bool debug_image()
-{
-    return access("/etc/debug", F_OK) == 0;
-}
-
 // The platform numbers the states it knows 0 to 2; everything else is 3.
 int platform_state(int number)
 {
@@ -51,59 +39,63 @@ bool read_number(const char *prompt, int *value)
     return std::scanf("%d", value) == 1;
 }
 
-int change_power_state(int state, const char *done, const char *failed)
-{
-    if (!debug_image())
-        return 0;
-    if (device_power_set_state(state, 1) != 0) {
-        std::puts(failed);
-        return -1;
-    }
-    std::fputs(done, stdout);
-    return 0;
-}
-
-int change_ambient_mode(int mode, const char *done, const char *failed)
-{
-    if (!debug_image())
-        return 0;
-    if (device_power_set_ambient_mode(mode) != 0) {
-        std::puts(failed);
-        return -1;
-    }
-    std::puts(done);
-    return 0;
-}
-
-int request_ambient_mode_change(int mode, const char *done, const char *failed)
-{
-    if (!debug_image())
-        return 0;
-    if (device_power_request_ambient_mode_change(mode, change_result_cb, nullptr) != 0) {
-        std::puts(failed);
-        return -1;
-    }
-    std::puts(done);
-    return 0;
-}
-
-// A number passed to one setter, with the outcome on the menu either way.
-struct NumberSetter {
-    const char *prompt;
-    const char *echo;
+// One platform call with a fixed argument; the outcome goes to standard
+// output as the text stands.
+struct Switch {
+    int (*call)(int);
+    int argument;
     const char *done;
     const char *failed;
 };
 
-int set_number(const NumberSetter &op, int (*set)(int))
+int run_switch(const Switch &op)
 {
-    if (!debug_image())
-        return 0;
+    if (op.call(op.argument) != 0) {
+        std::fputs(op.failed, stdout);
+        return -1;
+    }
+    std::fputs(op.done, stdout);
+    return 0;
+}
+
+int set_power_state(int state)
+{
+    return device_power_set_state(state, 1);
+}
+
+int request_ambient_mode_change(int mode)
+{
+    return device_power_request_ambient_mode_change(mode, change_result_cb, nullptr);
+}
+
+int request_ambient_poweroff(int)
+{
+    return device_power_request_ambient_poweroff();
+}
+
+// A number read from the console and passed to one platform call. Every
+// text is a format over that number; a null DONE says nothing.
+struct NumberCall {
+    const char *prompt;
+    const char *echo;
+    int (*call)(int);
+    const char *done;
+    const char *failed;
+    int failure_result;
+};
+
+int run_number_call(const NumberCall &op)
+{
     int value = 0;
     if (!read_number(op.prompt, &value))
         return 0;
     menu_print(1, op.echo, value);
-    menu_print(1, set(value) == 0 ? op.done : op.failed, value);
+    if (op.call(value) != 0) {
+        menu_print(1, op.failed, value);
+        return op.failure_result;
+    }
+    if (op.done)
+        menu_print(1, op.done, value);
     return 0;
 }
 
@@ -112,91 +104,84 @@ int unlock_state(int number)
     return device_power_unlock_state(platform_state(number));
 }
 
-// Power-off and reboot requests say nothing when they go through.
-int request_with_reason(const char *prompt, const char *echo, int kind, int (*request)(int),
-                        const char *failed)
+// Power-off and reboot requests: a reason read from the console below the
+// request's kind. They say nothing when they go through.
+struct ReasonRequest {
+    const char *prompt;
+    const char *echo;
+    int kind;
+    int (*request)(int);
+    const char *failed;
+};
+
+int run_reason_request(const ReasonRequest &op)
 {
-    if (!debug_image())
-        return 0;
     int reason = 0;
-    if (!read_number(prompt, &reason))
+    if (!read_number(op.prompt, &reason))
         return 0;
-    menu_print(1, echo, reason);
-    if (request(reason | kind) != 0) {
-        std::fputs(failed, stdout);
+    menu_print(1, op.echo, reason);
+    if (op.request(reason | op.kind) != 0) {
+        std::fputs(op.failed, stdout);
         return -1;
     }
     return 0;
 }
 
-// The two sensing times are minutes and report in words of their own.
-int set_sensing_time(const char *key, const char *prompt, const char *echo)
-{
-    if (!debug_image())
-        return 0;
-    int minutes = 0;
-    if (!read_number(prompt, &minutes))
-        return 0;
-    menu_print(1, echo, minutes);
-    if (vconf_set_int(key, minutes) != 0) {
-        menu_print(1, "failed to set (%s:%d)\n", key, minutes);
-        return -1;
-    }
-    menu_print(1, "succeeded\n");
-    return 0;
-}
+// What a timing setting says; every text is a format over (key, value).
+struct TimingTexts {
+    const char *set_done;
+    const char *set_failed;
+    const char *get_failed;
+    const char *got;  // null: the setting's echo, over the value alone
+};
 
-int get_sensing_time(const char *key, const char *report)
-{
-    if (!debug_image())
-        return 0;
-    int minutes = 0;
-    if (vconf_get_int(key, &minutes) != 0) {
-        menu_print(1, "failed to get (%s)\n", key);
-        return -1;
-    }
-    menu_print(1, report, minutes);
-    return 0;
-}
+// The sensing times are minutes and report in words of their own.
+constexpr TimingTexts kMinuteTexts = {"succeeded\n", "failed to set (%s:%d)\n", "failed to get (%s)\n", nullptr};
+constexpr TimingTexts kTimeTexts = {"succeeded to set %s(%d)\n", "failed to set %s\n", "failed to get %s\n",
+                                    "succeeded to get %s(%d)\n"};
 
-int set_daemon_time(const char *key, const char *prompt, const char *echo)
+// One of the device daemon's timing settings, an int vconf key.
+struct Timing {
+    const char *key;
+    const char *prompt;
+    const char *echo;
+    const TimingTexts &texts;
+};
+
+const Timing kLastEwTime = {"db/sysman/last_ew_time", "Please enter last ew time to set\n",
+                            "last ew time to set (%d)\n", kTimeTexts};
+const Timing kPanelDisplayTime = {"db/sysman/panel_display_time", "Please enter panel display time to set\n",
+                                  "panel display time to set (%d)\n", kTimeTexts};
+const Timing kOffSensingTime = {"db/sysman/off_sensing_time", "input off sensing time (min) to set\n",
+                                "off sensing time (%d) min\n", kMinuteTexts};
+const Timing kElSensingTime = {"db/sysman/el_sensing_time", "input el sensing time (min) to set\n",
+                               "el sensing time (%d) min\n", kMinuteTexts};
+
+int set_timing(const Timing &timing)
 {
-    if (!debug_image())
-        return 0;
     int value = 0;
-    if (!read_number(prompt, &value))
+    if (!read_number(timing.prompt, &value))
         return 0;
-    menu_print(1, echo, value);
-    if (vconf_set_int(key, value) != 0) {
-        menu_print(1, "failed to set %s\n", key);
+    menu_print(1, timing.echo, value);
+    if (vconf_set_int(timing.key, value) != 0) {
+        menu_print(1, timing.texts.set_failed, timing.key, value);
         return -1;
     }
-    menu_print(1, "succeeded to set %s(%d)\n", key, value);
+    menu_print(1, timing.texts.set_done, timing.key, value);
     return 0;
 }
 
-int get_daemon_time(const char *key)
+int get_timing(const Timing &timing)
 {
-    if (!debug_image())
-        return 0;
     int value = 0;
-    if (vconf_get_int(key, &value) != 0) {
-        menu_print(1, "failed to get %s\n", key);
+    if (vconf_get_int(timing.key, &value) != 0) {
+        menu_print(1, timing.texts.get_failed, timing.key);
         return -1;
     }
-    menu_print(1, "succeeded to get %s(%d)\n", key, value);
-    return 0;
-}
-
-int switch_backlight(int on, const char *done, const char *failed)
-{
-    if (!debug_image())
-        return 0;
-    if (device_set_screen_state(on) != 0) {
-        std::puts(failed);
-        return -1;
-    }
-    std::puts(done);
+    if (timing.texts.got)
+        menu_print(1, timing.texts.got, timing.key, value);
+    else
+        menu_print(1, timing.echo, value);
     return 0;
 }
 
@@ -211,18 +196,20 @@ void change_result_cb(int result, void *user_data)
 
 int deviced_picture_off(void)
 {
-    return change_power_state(1, "succeeded to change to picture off state", "failed to change to picture off state");
+    return debug_only(run_switch, Switch{set_power_state, 1, "succeeded to change to picture off state",
+                                         "failed to change to picture off state\n"});
 }
 
 int deviced_change_to_normal_state(void)
 {
-    return change_power_state(0, "succeeded to change to normal state", "failed to change to normal state");
+    return debug_only(run_switch, Switch{set_power_state, 0, "succeeded to change to normal state",
+                                         "failed to change to normal state\n"});
 }
 
 int deviced_change_to_background_standby_state(void)
 {
-    return change_power_state(2, "succeeded to change to background standby state",
-                              "failed to change to background standby state");
+    return debug_only(run_switch, Switch{set_power_state, 2, "succeeded to change to background standby state",
+                                         "failed to change to background standby state\n"});
 }
 
 int deviced_get_current_power_state(void)
@@ -236,10 +223,10 @@ int deviced_get_current_power_state(void)
     return 0;
 }
 
-int deviced_lock_power_state(void)
+namespace {
+
+int lock_power_state()
 {
-    if (!debug_image())
-        return 0;
     menu_print(1, "Please enter power state and timeout to lock {power_state} {timeout_ms}, "
                   "{0:normal, 1:pictureoff, 2:background standby}\n");
     int state = 0;
@@ -255,25 +242,8 @@ int deviced_lock_power_state(void)
     return 0;
 }
 
-int deviced_unlock_power_state(void)
+void suspend_resume_with_wakeup_reason()
 {
-    static const char prompt[] =
-        "Please enter power state to unlock {power_state}, {0:normal, 1:pictureoff, 2:background standby}\n";
-    return set_number({prompt, "power state to unlock (%d)\n", "succeeded to unlock state(%d)\n",
-                       "failed to unlock state(%d)\n"},
-                      unlock_state);
-}
-
-int deviced_request_poweroff_to_suspend(void)
-{
-    return request_with_reason("Please enter poweroff reason\n", "off_reason is (%d)\n", kSuspendRequest,
-                               device_power_request_poweroff, "failed to poweroff");
-}
-
-void deviced_suspend_resume_with_wakeup_reason(void)
-{
-    if (!debug_image())
-        return;
     int reason = 0;
     if (!read_number(nullptr, &reason))
         return;
@@ -286,95 +256,143 @@ void deviced_suspend_resume_with_wakeup_reason(void)
         menu_print(1, "succeeded");
 }
 
-int deviced_request_direct_lpm(void)
+int get_wakeup_reason()
 {
-    if (!debug_image())
-        return 0;
-    int reason = 0;
-    if (!read_number("Please enter wakeup reason\n", &reason))
-        return 0;
-    menu_print(1, "wakeup reason is (%d)\n", reason);
-    if (device_power_set_direct_lpm_entry_mode(reason) != 0) {
-        menu_print(1, "failed to set direct lpm entry mode\n");
-        return -1;
-    }
-    return 0;
-}
-
-int deviced_request_poweroff_to_cold_standby(void)
-{
-    if (!debug_image())
-        return 0;
-    if (device_power_request_poweroff(kColdStandbyRequest) != 0) {
-        std::fputs("failed to poweroff", stdout);
-        return -1;
-    }
-    return 0;
-}
-
-int deviced_request_reboot(void)
-{
-    return request_with_reason("Please enter poweroff reason {poweroff reason}\n", "poweroff reason to set (%d)\n",
-                               kRebootRequest, device_power_request_reboot, "failed to reboot");
-}
-
-int deviced_set_wakeup_reason(void)
-{
-    return set_number({"Please enter wakeup reason to set\n", "wakeup reason to set (%d)\n",
-                       "succeeded to set wakeup reason (%d)\n", "failed to set wakeup reason (%d)\n"},
-                      device_power_set_wakeup_reason);
-}
-
-int deviced_get_wakeup_reason(void)
-{
-    if (!debug_image())
-        return 0;
     menu_print(1, "wakeup reason : (%d)\n", device_power_get_wakeup_reason());
     return 0;
 }
 
+int get_ambient_mode_type()
+{
+    const int type = device_power_get_ambient_type();
+    if (type < 0) {
+        menu_print(1, "failed to get ambient mode type (%d)\n", type);
+        return -1;
+    }
+    menu_print(1, "current ambient mode type (%d)\n", type);
+    return 0;
+}
+
+int request_el_sensing()
+{
+    if (device_power_request_poweroff(kElSensingRequest) != 0) {
+        menu_print(1, "failed to poweroff");
+        return -1;
+    }
+    menu_print(1, "succeeded");
+    return 0;
+}
+
+}  // namespace
+
+int deviced_lock_power_state(void)
+{
+    return debug_only(lock_power_state);
+}
+
+int deviced_unlock_power_state(void)
+{
+    return debug_only(run_number_call,
+                      NumberCall{"Please enter power state to unlock {power_state}, "
+                                 "{0:normal, 1:pictureoff, 2:background standby}\n",
+                                 "power state to unlock (%d)\n", unlock_state, "succeeded to unlock state(%d)\n",
+                                 "failed to unlock state(%d)\n", 0});
+}
+
+int deviced_request_poweroff_to_suspend(void)
+{
+    return debug_only(run_reason_request, ReasonRequest{"Please enter poweroff reason\n", "off_reason is (%d)\n",
+                                                        kSuspendRequest, device_power_request_poweroff,
+                                                        "failed to poweroff"});
+}
+
+void deviced_suspend_resume_with_wakeup_reason(void)
+{
+    debug_only(suspend_resume_with_wakeup_reason);
+}
+
+int deviced_request_direct_lpm(void)
+{
+    return debug_only(run_number_call, NumberCall{"Please enter wakeup reason\n", "wakeup reason is (%d)\n",
+                                                  device_power_set_direct_lpm_entry_mode, nullptr,
+                                                  "failed to set direct lpm entry mode\n", -1});
+}
+
+int deviced_request_poweroff_to_cold_standby(void)
+{
+    return debug_only(run_switch, Switch{device_power_request_poweroff, kColdStandbyRequest, "", "failed to poweroff"});
+}
+
+int deviced_request_reboot(void)
+{
+    return debug_only(run_reason_request,
+                      ReasonRequest{"Please enter poweroff reason {poweroff reason}\n", "poweroff reason to set (%d)\n",
+                                    kRebootRequest, device_power_request_reboot, "failed to reboot"});
+}
+
+int deviced_set_wakeup_reason(void)
+{
+    return debug_only(run_number_call, NumberCall{"Please enter wakeup reason to set\n", "wakeup reason to set (%d)\n",
+                                                  device_power_set_wakeup_reason,
+                                                  "succeeded to set wakeup reason (%d)\n",
+                                                  "failed to set wakeup reason (%d)\n", 0});
+}
+
+int deviced_get_wakeup_reason(void)
+{
+    return debug_only(get_wakeup_reason);
+}
+
 int deviced_change_ambient_mode_to_off(void)
 {
-    return change_ambient_mode(0, "succeeded to change to off state", "failed to change to off state");
+    return debug_only(run_switch, Switch{device_power_set_ambient_mode, 0, "succeeded to change to off state\n",
+                                         "failed to change to off state\n"});
 }
 
 int deviced_change_ambient_mode_to_fullpower(void)
 {
-    return change_ambient_mode(1, "succeeded to change to full power mode", "failed to change to full power mode");
+    return debug_only(run_switch, Switch{device_power_set_ambient_mode, 1, "succeeded to change to full power mode\n",
+                                         "failed to change to full power mode\n"});
 }
 
 int deviced_change_ambient_mode_to_lowpower(void)
 {
-    return change_ambient_mode(2, "succeeded to change to low power mode", "failed to change to low power mode");
+    return debug_only(run_switch, Switch{device_power_set_ambient_mode, 2, "succeeded to change to low power mode\n",
+                                         "failed to change to low power mode\n"});
 }
 
 int deviced_change_ambient_mode_to_suspend(void)
 {
-    return change_ambient_mode(3, "succeeded to change to suspend mode", "failed to change to suspend mode");
+    return debug_only(run_switch, Switch{device_power_set_ambient_mode, 3, "succeeded to change to suspend mode\n",
+                                         "failed to change to suspend mode\n"});
 }
 
 int deviced_change_ambient_mode_to_off_async(void)
 {
-    return request_ambient_mode_change(0, "succeed to request ambient mode change to off",
-                                       "failed to request ambient mode change to off");
+    return debug_only(run_switch, Switch{request_ambient_mode_change, 0,
+                                         "succeed to request ambient mode change to off\n",
+                                         "failed to request ambient mode change to off\n"});
 }
 
 int deviced_change_ambient_mode_to_fullpower_async(void)
 {
-    return request_ambient_mode_change(1, "succeed to request ambient mode change to fullpower",
-                                       "failed to request ambient mode change to fullpower");
+    return debug_only(run_switch, Switch{request_ambient_mode_change, 1,
+                                         "succeed to request ambient mode change to fullpower\n",
+                                         "failed to request ambient mode change to fullpower\n"});
 }
 
 int deviced_change_ambient_mode_to_lowpower_async(void)
 {
-    return request_ambient_mode_change(2, "succeed to request ambient mode change to lowpower",
-                                       "failed to request ambient mode change to lowpower");
+    return debug_only(run_switch, Switch{request_ambient_mode_change, 2,
+                                         "succeed to request ambient mode change to lowpower\n",
+                                         "failed to request ambient mode change to lowpower\n"});
 }
 
 int deviced_change_ambient_mode_to_suspend_async(void)
 {
-    return request_ambient_mode_change(3, "succeed to request ambient mode change to suspend",
-                                       "failed to request ambient mode change to suspend");
+    return debug_only(run_switch, Switch{request_ambient_mode_change, 3,
+                                         "succeed to request ambient mode change to suspend\n",
+                                         "failed to request ambient mode change to suspend\n"});
 }
 
 int deviced_get_current_ambient_mode(void)
@@ -390,92 +408,80 @@ int deviced_get_current_ambient_mode(void)
 
 int deviced_set_ambient_mode_type(void)
 {
-    return set_number({"Please enter ambient mode type to set {ambient_mode_type}\n", "ambient mode type to set (%d)\n",
-                       "succeeded to set type (%d)\n", "failed to set type (%d)\n"},
-                      device_power_set_ambient_mode_type);
+    return debug_only(run_number_call,
+                      NumberCall{"Please enter ambient mode type to set {ambient_mode_type}\n",
+                                 "ambient mode type to set (%d)\n", device_power_set_ambient_mode_type,
+                                 "succeeded to set type (%d)\n", "failed to set type (%d)\n", 0});
 }
 
 int deviced_unset_ambient_mode_type(void)
 {
-    return set_number({"Please enter ambient mode type to unset {ambient_mode_type}\n",
-                       "ambient mode type to unset (%d)\n", "succeeded to unset type (%d)\n",
-                       "failed to unset type (%d)\n"},
-                      device_power_unset_ambient_mode_type);
+    return debug_only(run_number_call,
+                      NumberCall{"Please enter ambient mode type to unset {ambient_mode_type}\n",
+                                 "ambient mode type to unset (%d)\n", device_power_unset_ambient_mode_type,
+                                 "succeeded to unset type (%d)\n", "failed to unset type (%d)\n", 0});
 }
 
 int deviced_get_ambient_mode_type(void)
 {
-    if (!debug_image())
-        return 0;
-    const int type = device_power_get_ambient_type();
-    if (type < 0) {
-        menu_print(1, "failed to get ambient mode type (%d)\n", type);
-        return -1;
-    }
-    menu_print(1, "current ambient mode type (%d)\n", type);
-    return 0;
+    return debug_only(get_ambient_mode_type);
 }
 
 int deviced_request_ambient_poweroff(void)
 {
-    if (!debug_image())
-        return 0;
-    if (device_power_request_ambient_poweroff() != 0) {
-        std::puts("failed to request ambient poweroff");
-        return -1;
-    }
-    return 0;
+    return debug_only(run_switch, Switch{request_ambient_poweroff, 0, "", "failed to request ambient poweroff\n"});
 }
 
 int deviced_set_last_ew_mode_execution_time(void)
 {
-    return set_daemon_time(kLastEwTimeKey, "Please enter last ew time to set\n", "last ew time to set (%d)\n");
+    return debug_only(set_timing, kLastEwTime);
 }
 
 int deviced_get_last_ew_execution_time(void)
 {
-    return get_daemon_time(kLastEwTimeKey);
+    return debug_only(get_timing, kLastEwTime);
 }
 
 int deviced_set_panel_display_time(void)
 {
-    return set_daemon_time(kPanelDisplayTimeKey, "Please enter panel display time to set\n",
-                           "panel display time to set (%d)\n");
+    return debug_only(set_timing, kPanelDisplayTime);
 }
 
 int deviced_get_panel_display_time(void)
 {
-    return get_daemon_time(kPanelDisplayTimeKey);
+    return debug_only(get_timing, kPanelDisplayTime);
 }
 
 int deviced_set_off_sensing_time(void)
 {
-    return set_sensing_time(kOffSensingTimeKey, "input off sensing time (min) to set\n", "off sensing time (%d) min\n");
+    return debug_only(set_timing, kOffSensingTime);
 }
 
 int deviced_get_off_sensing_time(void)
 {
-    return get_sensing_time(kOffSensingTimeKey, "off sensing time (%d) min\n");
+    return debug_only(get_timing, kOffSensingTime);
 }
 
 int deviced_set_el_sensing_time(void)
 {
-    return set_sensing_time(kElSensingTimeKey, "input el sensing time (min) to set\n", "el sensing time (%d) min\n");
+    return debug_only(set_timing, kElSensingTime);
 }
 
 int deviced_get_el_sensing_time(void)
 {
-    return get_sensing_time(kElSensingTimeKey, "el sensing time (%d) min\n");
+    return debug_only(get_timing, kElSensingTime);
 }
 
 int deviced_backlight_on(void)
 {
-    return switch_backlight(1, "succeeded to screen on", "failed to screen on");
+    return debug_only(run_switch, Switch{device_set_screen_state, 1, "succeeded to screen on\n",
+                                         "failed to screen on\n"});
 }
 
 int deviced_backlight_off(void)
 {
-    return switch_backlight(0, "succeeded to screen off", "failed to screen off");
+    return debug_only(run_switch, Switch{device_set_screen_state, 0, "succeeded to screen off\n",
+                                         "failed to screen off\n"});
 }
 
 int deviced_request_off_sensing(void)
@@ -492,14 +498,7 @@ int deviced_get_QD_display_state(void)
 
 int deviced_request_el_sensing(void)
 {
-    if (!debug_image())
-        return 0;
-    if (device_power_request_poweroff(kElSensingRequest) != 0) {
-        menu_print(1, "failed to poweroff");
-        return -1;
-    }
-    menu_print(1, "succeeded");
-    return 0;
+    return debug_only(request_el_sensing);
 }
 
 int deviced_burn_in_protection_in_progress(void)
