@@ -1,14 +1,4 @@
 // Buxton database tool and vconf key tool.
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <string>
-
-#include "debugmenu_host.h"
-#include "menu_table.h"
-#include "tavrin_debugmenu.h"
-#include "vconf.h"
-
 #include <fcntl.h>
 #include <pwd.h>
 #include <sqlite3.h>
@@ -23,13 +13,29 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <string>
 
+#include "common.h"
 #include "debugmenu_host.h"
 #include "menu_table.h"
+#include "tavrin_debugmenu.h"
+#include "vconf.h"
+
+using tavrin::debug_only;
+
+// Console words: a key name and a value word, read with these widths.
+#define KEY_WIDTH 511
+#define VALUE_WIDTH 4095
+#define WIDTH_TEXT(width) #width
+#define WORD(width) "%" WIDTH_TEXT(width) "s"
 
 namespace {
 
-constexpr char kDebugMarker[] = "/etc/debug";
+using KeyWord = char[KEY_WIDTH + 1];
+using ValueWord = char[VALUE_WIDTH + 1];
+// A path or a base database name.
+using PathWord = char[128];
+
 constexpr char kDefaultPublicPrivilege[] = "http://tizen.org/privilege/internal/default/public";
 constexpr char kNoOpenDb[] = "There is no opened db\n";
 
@@ -51,9 +57,52 @@ struct VariantUnref {
 };
 using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
 
-bool debug_image()
+struct GFree {
+    void operator()(void *p) const { g_free(p); }
+};
+template <typename T>
+using GOwned = std::unique_ptr<T, GFree>;
+
+struct Finalize {
+    void operator()(sqlite3_stmt *stmt) const { sqlite3_finalize(stmt); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+// SQL prepared on DB; null when it cannot be, with the result in *rc.
+Statement prepare(sqlite3 *db, const char *sql, int *rc = nullptr)
 {
-    return access(kDebugMarker, F_OK) == 0;
+    sqlite3_stmt *stmt = nullptr;
+    const int result = sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
+    if (rc)
+        *rc = result;
+    return Statement(result == SQLITE_OK ? stmt : nullptr);
+}
+
+// Finalizes at once, for the callers that look at the result.
+int finalize(Statement &stmt)
+{
+    return sqlite3_finalize(stmt.release());
+}
+
+int bind_text(sqlite3_stmt *stmt, int index, const char *text)
+{
+    return sqlite3_bind_text(stmt, index, text, -1, SQLITE_TRANSIENT);
+}
+
+// A read transaction, ended (committed, else rolled back) by its owner.
+struct TransactionEnd {
+    void operator()(sqlite3 *db) const
+    {
+        if (sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+};
+using ReadTransaction = std::unique_ptr<sqlite3, TransactionEnd>;
+
+// Null when none can be begun; the reads then go on without one.
+ReadTransaction begin_read(sqlite3 *db)
+{
+    return ReadTransaction(sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK ? db : nullptr);
 }
 
 // Releases what a record owns, then leaves it zero-filled.
@@ -65,13 +114,22 @@ void clear_value(buxton_value *value)
     *value = buxton_value{};
 }
 
-void free_value(buxton_value *value)
-{
-    if (value) {
-        clear_value(value);
-        free(value);
+// A decoded record with its privileges, released as a whole.
+struct Decoded {
+    char *read_priv;
+    char *write_priv;
+    buxton_value value;
+};
+struct DecodedFree {
+    void operator()(Decoded *record) const
+    {
+        clear_value(&record->value);
+        free(record->read_priv);
+        free(record->write_priv);
+        free(record);
     }
-}
+};
+using Record = std::unique_ptr<Decoded, DecodedFree>;
 
 // Skips the rest of the current input line.
 void discard_line()
@@ -79,6 +137,15 @@ void discard_line()
     int c;
     while ((c = getchar()) != EOF && c != '\n') {
     }
+}
+
+// Reads one path or name; false for the exit word and at end of input.
+bool read_path(PathWord &word)
+{
+    if (scanf("%127s", word) != 1)
+        return false;
+    menu_print(1, "open (%s)\n", word);
+    return !is_exit(word);
 }
 
 // Opens PATH into db_info with FLAGS, or prints why it could not. A failed
@@ -186,29 +253,21 @@ int gv_to_values(GVariant *box, char **read_priv, char **write_priv, buxton_valu
         return -1;
     }
 
-    char *rp_copy = strdup(rp);
-    char *wp_copy = strdup(wp);
-    if (!rp_copy || !wp_copy) {
-        free(rp_copy);
-        free(wp_copy);
+    std::unique_ptr<char, decltype(&free)> rp_copy(strdup(rp), free), wp_copy(strdup(wp), free);
+    if (!rp_copy || !wp_copy)
         return -1;
-    }
     buxton_value value{};
     if (gv_to_val(typed.get(), &value) != 0) {
         menu_print(1, "failed to gv_to_val\n");
-        free(rp_copy);
-        free(wp_copy);
         return -1;
     }
     value.setter = strdup(setter ? setter : "");
     if (!value.setter) {
         clear_value(&value);
-        free(rp_copy);
-        free(wp_copy);
         return -1;
     }
-    *read_priv = rp_copy;
-    *write_priv = wp_copy;
+    *read_priv = rp_copy.release();
+    *write_priv = wp_copy.release();
     *out = value;
     return 0;
 }
@@ -246,41 +305,99 @@ int deserialz_data(uint8_t *data, int len, char **read_priv, char **write_priv, 
     return 0;
 }
 
+// Stored bytes to a record; null when they cannot be decoded (the decoder
+// has said why).
+Record decode(void *data, int len)
+{
+    Record record(static_cast<Decoded *>(calloc(1, sizeof(Decoded))));
+    if (!record ||
+        deserialz_data(static_cast<uint8_t *>(data), len, &record->read_priv, &record->write_priv, &record->value) != 0)
+        return nullptr;
+    return record;
+}
+
+const char *const kTypeLabels[] = {"unknown", "string", "int32", "uint32", "int64", "uint64", "double", "bool"};
+
+// A record's value as the listing and the read show it; the unknown type
+// has none.
+GOwned<gchar> value_text(const buxton_value &v)
+{
+    switch (v.type) {
+    case BUXTON_TYPE_STRING:
+        return GOwned<gchar>(g_strdup(v.value.s));
+    case BUXTON_TYPE_INT32:
+        return GOwned<gchar>(g_strdup_printf("%d", v.value.i));
+    case BUXTON_TYPE_UINT32:
+        return GOwned<gchar>(g_strdup_printf("%u", v.value.u));
+    // Both 64-bit types in signed decimal.
+    case BUXTON_TYPE_INT64:
+        return GOwned<gchar>(g_strdup_printf("%lld", static_cast<long long>(v.value.i64)));
+    case BUXTON_TYPE_UINT64:
+        return GOwned<gchar>(g_strdup_printf("%lld", static_cast<long long>(v.value.u64)));
+    case BUXTON_TYPE_DOUBLE:
+        return GOwned<gchar>(g_strdup_printf("%f", v.value.d));
+    case BUXTON_TYPE_BOOLEAN:
+        return GOwned<gchar>(g_strdup_printf("%d", v.value.b));
+    case BUXTON_TYPE_UNKNOWN:
+        break;
+    }
+    return nullptr;
+}
+
+// The typed value of a record; null when GLib would refuse it.
+GVariant *typed_variant(const buxton_value &value)
+{
+    switch (value.type) {
+    case BUXTON_TYPE_STRING:
+        return g_utf8_validate(value.value.s, -1, nullptr) ? g_variant_new_string(value.value.s) : nullptr;
+    case BUXTON_TYPE_INT32:
+        return g_variant_new_int32(value.value.i);
+    case BUXTON_TYPE_UINT32:
+        return g_variant_new_uint32(value.value.u);
+    case BUXTON_TYPE_INT64:
+        return g_variant_new_int64(value.value.i64);
+    case BUXTON_TYPE_UINT64:
+        return g_variant_new_uint64(value.value.u64);
+    case BUXTON_TYPE_DOUBLE:
+        return g_variant_new_double(value.value.d);
+    case BUXTON_TYPE_BOOLEAN:
+        return g_variant_new_boolean(value.value.b != 0);
+    case BUXTON_TYPE_UNKNOWN:
+        break;
+    }
+    return nullptr;
+}
+
 int buxton_set_value(sqlite3 *db, const char *key, const void *data, int len)
 {
     if (!db) {
         menu_print(1, "%s", kNoOpenDb);
         return -1;
     }
-    sqlite3_stmt *stmt = nullptr;
-    int rc = sqlite3_prepare_v2(db, kStoreSql, -1, &stmt, nullptr);
-    if (rc != SQLITE_OK) {
+    int rc;
+    Statement stmt = prepare(db, kStoreSql, &rc);
+    if (!stmt) {
         menu_print(1, "prepare error, ret = %d, extended = %d\n", rc, sqlite3_extended_errcode(db));
         return -1;
     }
-    gchar *text = g_base64_encode(static_cast<const guchar *>(data), static_cast<gsize>(len));
+    GOwned<gchar> text(g_base64_encode(static_cast<const guchar *>(data), static_cast<gsize>(len)));
 
     int result = 0;
-    rc = sqlite3_bind_text(stmt, 1, key, -1, SQLITE_TRANSIENT);
-    if (rc == SQLITE_OK) {
-        rc = sqlite3_bind_text(stmt, 2, text, -1, SQLITE_TRANSIENT);
-    }
+    rc = bind_text(stmt.get(), 1, key);
+    if (rc == SQLITE_OK)
+        rc = bind_text(stmt.get(), 2, text.get());
     if (rc != SQLITE_OK) {
         menu_print(1, "Sqlite3 error [%d] : <%s> preparing <%s> querry\n", rc, sqlite3_errmsg(db), kStoreSql);
         result = -1;
-    } else {
-        rc = sqlite3_step(stmt);
-        if (rc != SQLITE_DONE) {
-            menu_print(1, "Sqlite3 error [%d] : <%s> executing statement\n", rc, sqlite3_errmsg(db));
-            result = -1;
-        }
+    } else if ((rc = sqlite3_step(stmt.get())) != SQLITE_DONE) {
+        menu_print(1, "Sqlite3 error [%d] : <%s> executing statement\n", rc, sqlite3_errmsg(db));
+        result = -1;
     }
-    rc = sqlite3_finalize(stmt);
+    rc = finalize(stmt);
     if (rc != SQLITE_OK) {
         menu_print(1, "Sqlite3 error [%d] : <%s> finalizing statement\n", rc, sqlite3_errmsg(db));
         result = -1;
     }
-    g_free(text);
     return result;
 }
 
@@ -290,34 +407,31 @@ int buxton_set_value(sqlite3 *db, const char *key, const void *data, int len)
 int read_prepared(sqlite3_stmt *stmt, const char *key, void **data, int *len)
 {
     int result = -1;
-    guchar *decoded = nullptr;
+    GOwned<guchar> decoded;
     gsize decoded_len = 0;
-    if (sqlite3_bind_text(stmt, 1, key, -1, SQLITE_TRANSIENT) == SQLITE_OK) {
-        if (sqlite3_step(stmt) == SQLITE_ROW) {
-            if (sqlite3_column_type(stmt, 0) != SQLITE_NULL) {
-                const auto *text = reinterpret_cast<const gchar *>(sqlite3_column_text(stmt, 0));
-                if (text)
-                    decoded = g_base64_decode(text, &decoded_len);
-            }
-            result = 0;
-        } else {
-            errno = ENOENT;
-        }
-    } else {
+    if (bind_text(stmt, 1, key) != SQLITE_OK) {
         errno = EIO;
+    } else if (sqlite3_step(stmt) != SQLITE_ROW) {
+        errno = ENOENT;
+    } else {
+        if (sqlite3_column_type(stmt, 0) != SQLITE_NULL) {
+            const auto *text = reinterpret_cast<const gchar *>(sqlite3_column_text(stmt, 0));
+            if (text)
+                decoded.reset(g_base64_decode(text, &decoded_len));
+        }
+        result = 0;
     }
     const int saved_errno = errno;
     if (sqlite3_reset(stmt) != SQLITE_OK) {
         // After a failed step reset reports that failure again; the step's
         // errno stands.
-        g_free(decoded);
         errno = result == 0 ? EIO : saved_errno;
         return -1;
     }
     errno = saved_errno;
     if (result == 0 && decoded) {
-        *data = decoded;
         *len = static_cast<int>(decoded_len);
+        *data = decoded.release();
     }
     return result;
 }
@@ -332,211 +446,208 @@ int get_value(sqlite3 *db, const char *key, void **data, int *len)
     }
     // A statement that cannot even be made (no table, a schema locked away)
     // is not a missing key.
-    sqlite3_stmt *stmt = nullptr;
-    if (sqlite3_prepare_v2(db, kReadSql, -1, &stmt, nullptr) != SQLITE_OK) {
+    Statement stmt = prepare(db, kReadSql);
+    if (!stmt) {
         errno = EIO;
         return -1;
     }
     void *read = nullptr;
     int read_len = 0;
-    int result = read_prepared(stmt, key, &read, &read_len);
+    const int result = read_prepared(stmt.get(), key, &read, &read_len);
+    GOwned<void> bytes(read);
     const int saved_errno = errno;
-    if (sqlite3_finalize(stmt) != SQLITE_OK) {
-        g_free(read);
+    if (finalize(stmt) != SQLITE_OK) {
         errno = result == 0 ? EIO : saved_errno;
         return -1;
     }
     errno = saved_errno;
-    if (result == 0 && read) {
-        *data = read;
+    if (result == 0 && bytes) {
+        *data = bytes.release();
         *len = read_len;
     }
     return result;
 }
 
-// Holds a read transaction on DB for its lifetime, when one can be begun.
-class ReadTransaction {
-public:
-    explicit ReadTransaction(sqlite3 *db)
-        : db_(sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK ? db : nullptr)
-    {
-    }
-    ~ReadTransaction()
-    {
-        if (db_ && sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
-            sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
-    }
-    ReadTransaction(const ReadTransaction &) = delete;
-    ReadTransaction &operator=(const ReadTransaction &) = delete;
-
-private:
-    sqlite3 *db_;
-};
-
-void print_listed_key(int index, const char *key, const buxton_value &v, const char *rp, const char *wp)
+// Every key name, in row order, before any value is read: reading values
+// while the list statement runs would hold it open across thousands of
+// lookups. A NULL name stays null. False when the list cannot be read.
+bool read_key_names(GList **names)
 {
-    const char *setter = v.setter ? v.setter : "empty";
-    switch (v.type) {
-    case BUXTON_TYPE_UNKNOWN:
+    Statement stmt = prepare(db_info.handle, kListSql);
+    if (!stmt)
+        return false;
+    GList *list = nullptr;
+    while (sqlite3_step(stmt.get()) == SQLITE_ROW)
+        list = g_list_prepend(list, g_strdup(reinterpret_cast<const char *>(sqlite3_column_text(stmt.get(), 0))));
+    list = g_list_reverse(list);
+    // An error that ended the steps early shows here.
+    if (finalize(stmt) != SQLITE_OK) {
+        g_list_free_full(list, g_free);
+        return false;
+    }
+    *names = list;
+    return true;
+}
+
+// One line of the listing; true when the key was read and decoded.
+bool list_key(sqlite3_stmt *reader, int index, const char *name)
+{
+    const char *key = name ? name : "(null)";
+    void *data = nullptr;
+    int len = 0;
+    if (!reader || read_prepared(reader, name, &data, &len) != 0) {
+        menu_print(1, " ******failed to get value of (%s) ******\n", key);
+        return false;
+    }
+    GOwned<void> bytes(data);
+    const Record record = decode(data, len);
+    if (!record) {
+        menu_print(1, " ******failed to deserialize (%s) ****** \n", key);
+        return false;
+    }
+    const buxton_value &v = record->value;
+    if (v.type == BUXTON_TYPE_UNKNOWN)
         menu_print(1, "[%d] key(%s) unknown data type\n", index, key);
-        break;
-    case BUXTON_TYPE_STRING:
-        menu_print(1, "[%d] key(%s) value(%s) rp(%s) wp(%s) type(string) setter(%s)\n", index, key, v.value.s, rp,
-                   wp, setter);
-        break;
-    case BUXTON_TYPE_INT32:
-        menu_print(1, "[%d] key(%s) value(%d) rp(%s) wp(%s) type(int32) setter(%s)\n", index, key, v.value.i, rp, wp,
-                   setter);
-        break;
-    case BUXTON_TYPE_UINT32:
-        menu_print(1, "[%d] key(%s) value(%u) rp(%s) wp(%s) type(uint32) setter(%s)\n", index, key, v.value.u, rp,
-                   wp, setter);
-        break;
-    case BUXTON_TYPE_INT64:
-        menu_print(1, "[%d] key(%s) value(%lld) rp(%s) wp(%s) type(int64) setter(%s)\n", index, key,
-                   static_cast<long long>(v.value.i64), rp, wp, setter);
-        break;
-    case BUXTON_TYPE_UINT64:
-        // In signed decimal, as the int64 line.
-        menu_print(1, "[%d] key(%s) value(%lld) rp(%s) wp(%s) type(uint64) setter(%s)\n", index, key,
-                   static_cast<long long>(v.value.u64), rp, wp, setter);
-        break;
-    case BUXTON_TYPE_DOUBLE:
-        menu_print(1, "[%d] key(%s) value(%f) rp(%s) wp(%s) type(double) setter(%s)\n", index, key, v.value.d, rp,
-                   wp, setter);
-        break;
-    case BUXTON_TYPE_BOOLEAN:
-        menu_print(1, "[%d] key(%s) value(%d) rp(%s) wp(%s) type(bool) setter(%s)\n", index, key, v.value.b, rp, wp,
-                   setter);
-        break;
-    }
+    else
+        menu_print(1, "[%d] key(%s) value(%s) rp(%s) wp(%s) type(%s) setter(%s)\n", index, key,
+                   value_text(v).get(), record->read_priv, record->write_priv, kTypeLabels[v.type],
+                   v.setter ? v.setter : "empty");
+    return true;
 }
 
-void print_read_key(const char *key, const buxton_value &v, const char *rp, const char *wp)
+int list_keys()
 {
-    switch (v.type) {
-    case BUXTON_TYPE_UNKNOWN:
-        menu_print(1, "key(%s) unknown data type\n", key);
-        break;
-    case BUXTON_TYPE_STRING:
-        menu_print(1, "key(%s) value(%s) rp(%s) wp(%s)\n", key, v.value.s, rp, wp);
-        break;
-    case BUXTON_TYPE_INT32:
-        menu_print(1, "key(%s) value(%d) rp(%s) wp(%s)\n", key, v.value.i, rp, wp);
-        break;
-    case BUXTON_TYPE_BOOLEAN:
-        menu_print(1, "key(%s) value(%d) rp(%s) wp(%s)\n", key, v.value.b, rp, wp);
-        break;
-    case BUXTON_TYPE_UINT32:
-        menu_print(1, "key(%s) value(%u) rp(%s) wp(%s)\n", key, v.value.u, rp, wp);
-        break;
-    case BUXTON_TYPE_INT64:
-        menu_print(1, "key(%s) value(%lld) rp(%s) wp(%s)\n", key, static_cast<long long>(v.value.i64), rp, wp);
-        break;
-    case BUXTON_TYPE_UINT64:
-        menu_print(1, "key(%s) value(%lld) rp(%s) wp(%s)\n", key, static_cast<long long>(v.value.u64), rp, wp);
-        break;
-    case BUXTON_TYPE_DOUBLE:
-        menu_print(1, "key(%s) value(%f) rp(%s) wp(%s)\n", key, v.value.d, rp, wp);
-        break;
+    // One read transaction for the whole listing: names and values come from
+    // one state of the file, and the file is locked and checked for changes
+    // once rather than once per key.
+    const ReadTransaction snapshot = begin_read(db_info.handle);
+    GList *names = nullptr;
+    if (!read_key_names(&names)) {
+        menu_print(1, "Failed to list the keys... in database (%s) \n", db_info.path);
+        return -1;
     }
-}
-
-// Gate and open-database test shared by the key operations.
-int run_key_operation(int (*body)())
-{
-    if (!debug_image())
+    const std::unique_ptr<GList, void (*)(GList *)> owner(names, [](GList *l) { g_list_free_full(l, g_free); });
+    menu_print(1, "\n\n=================[Vconf key list of %s]===============\n\n", db_info.path);
+    if (!names)
         return 0;
+    // One read statement for every key: preparing it anew per key would be
+    // half of a long listing's time. If it cannot be prepared, every key
+    // fails as a read of its own would.
+    const Statement reader = prepare(db_info.handle, kReadSql);
+    int count = 0, read = 0;
+    for (GList *name = names; name; name = name->next)
+        read += list_key(reader.get(), count++, static_cast<const char *>(name->data));
+    if (read > 0) {
+        menu_print(1, "\n\nTotal [%d] keys are in %s\n\n", count, db_info.path);
+        menu_print(1, "Successful to get [%d] keys out of [%d] keys \n", read, count);
+        menu_print(1, "==============================================================================================="
+                      "\n\n\n");
+    }
+    return 0;
+}
+
+// The key operations, the listing and the close need an open database.
+int with_open_db(int (*operation)())
+{
     if (!db_info.handle) {
         menu_print(1, "%s", kNoOpenDb);
         return -1;
     }
-    return body();
+    return operation();
 }
 
 enum class SetKind { Int32, Boolean, String };
 
-int set_value_body(SetKind kind)
+// A setter's "key value" answer. False when the action ends instead: end of
+// input, the exit word, a value that cannot be read (a stale number is never
+// stored), or a boolean other than 0 and 1.
+bool read_setting(SetKind kind, KeyWord &key, int *number, ValueWord &text)
 {
-    int number = 0;
-    char key[512];
-    char text[4096];
-    for (;;) {
-        menu_print(1, "Please enter command fo set or 'exit' (eg. {keyname} {value}\n");
-        const int got = kind == SetKind::String ? scanf("%511s %4095s", key, text) : scanf("%511s %d", key, &number);
-        // End of input counts as the exit word.
-        if (got < 1 || is_exit(key))
-            return 0;
-        if (got < 2) {
-            // A number that cannot be read ends the action without output,
-            // as everywhere in the plug-in; a stale number is never stored.
-            // The rest of the line goes too, so that the word is no menu
-            // choice.
-            if (!feof(stdin))
-                discard_line();
-            return 0;
-        }
-        if (kind == SetKind::Boolean && static_cast<unsigned>(number) > 1) {
-            menu_print(1, "Invalid value (%d)\n", number);
-            return 0;
-        }
+    menu_print(1, "Please enter command fo set or 'exit' (eg. {keyname} {value}\n");
+    const int got = kind == SetKind::String ? scanf(WORD(KEY_WIDTH) " " WORD(VALUE_WIDTH), key, text)
+                                            : scanf(WORD(KEY_WIDTH) " %d", key, number);
+    // End of input counts as the exit word.
+    if (got < 1 || is_exit(key))
+        return false;
+    if (got < 2) {
+        // The rest of the line goes too, so that the word is no menu choice.
+        if (!feof(stdin))
+            discard_line();
+        return false;
+    }
+    if (kind == SetKind::Boolean && static_cast<unsigned>(*number) > 1) {
+        menu_print(1, "Invalid value (%d)\n", *number);
+        return false;
+    }
+    return true;
+}
 
-        char *copy = nullptr;
-        if (kind == SetKind::String) {
-            copy = strdup(text);
-            if (!copy) {
-                menu_print(1, "buxton value create failed \n");
-                continue;
-            }
-        }
-        auto *value = static_cast<buxton_value *>(calloc(1, sizeof(buxton_value)));
-        if (!value) {
-            free(copy);
-            menu_print(1, "buxton value create failed \n");
-            continue;
-        }
-        switch (kind) {
-        case SetKind::Int32:
-            value->type = BUXTON_TYPE_INT32;
-            value->value.i = number;
-            break;
-        case SetKind::Boolean:
-            value->type = BUXTON_TYPE_BOOLEAN;
-            value->value.b = number;
-            break;
-        case SetKind::String:
-            value->type = BUXTON_TYPE_STRING;
-            value->value.s = copy;
-            break;
-        }
+// The record a setter writes: no setter; a string is lent, not owned.
+buxton_value make_value(SetKind kind, int number, char *text)
+{
+    buxton_value value{};
+    switch (kind) {
+    case SetKind::Int32:
+        value.type = BUXTON_TYPE_INT32;
+        value.value.i = number;
+        break;
+    case SetKind::Boolean:
+        value.type = BUXTON_TYPE_BOOLEAN;
+        value.value.b = number;
+        break;
+    case SetKind::String:
+        value.type = BUXTON_TYPE_STRING;
+        value.value.s = text;
+        break;
+    }
+    return value;
+}
 
-        uint8_t *data = nullptr;
-        int len = 0;
-        if (serialz_data(kDefaultPublicPrivilege, kDefaultPublicPrivilege, value, &data, &len) != 0) {
-            menu_print(1, "failed to serialize data\n");
-            free_value(value);
+enum class Store { NotMade, Stored, Failed };
+
+// VALUE under KEY with the public privilege; what went wrong is printed.
+Store store_value(const char *key, const buxton_value &value)
+{
+    uint8_t *data = nullptr;
+    int len = 0;
+    if (serialz_data(kDefaultPublicPrivilege, kDefaultPublicPrivilege, &value, &data, &len) != 0) {
+        menu_print(1, "failed to serialize data\n");
+        return Store::NotMade;
+    }
+    const bool stored = buxton_set_value(db_info.handle, key, data, len) == 0;
+    free(data);
+    return stored ? Store::Stored : Store::Failed;
+}
+
+// Asks again after every failure but a rejected answer.
+int set_value(SetKind kind)
+{
+    int number = 0;  // kept between passes
+    KeyWord key;
+    ValueWord text;
+    while (read_setting(kind, key, &number, text)) {
+        const Store result = store_value(key, make_value(kind, number, text));
+        if (result == Store::NotMade)
             continue;
-        }
-        const bool stored = buxton_set_value(db_info.handle, key, data, len) == 0;
+        const bool stored = result == Store::Stored;
         if (kind == SetKind::String)
             menu_print(1, stored ? "succeeded to set buxton value (%s)-(%s)\n" : "failed to set buxton value (%s)-(%s)\n",
                        key, text);
         else
             menu_print(1, stored ? "succeeded to set buxton value (%s)-(%d)\n" : "failed to set buxton value (%s)-(%d)\n",
                        key, number);
-        free(data);
-        free_value(value);
         if (stored)
-            return 0;
+            break;
     }
+    return 0;
 }
 
-int get_key_body()
+int get_key()
 {
-    char key[512];
+    KeyWord key;
     for (;;) {
         menu_print(1, "Please enter key name to read or 'exit'\n");
-        if (scanf("%511s", key) != 1 || is_exit(key))
+        if (scanf(WORD(KEY_WIDTH), key) != 1 || is_exit(key))
             return 0;
 
         void *data = nullptr;
@@ -546,36 +657,57 @@ int get_key_body()
             menu_print(1, "failed to get value (%s) %s\n", key, errno == ENOENT ? "not exists" : "");
             return 0;
         }
-        char *rp = nullptr, *wp = nullptr;
-        buxton_value value{};
-        if (deserialz_data(static_cast<uint8_t *>(data), len, &rp, &wp, &value) != 0) {
+        GOwned<void> bytes(data);
+        const Record record = decode(data, len);
+        if (!record) {
             menu_print(1, "failed to deserialize (%s)\n", key);
-            g_free(data);
             continue;
         }
-        print_read_key(key, value, rp, wp);
-        clear_value(&value);
-        free(rp);
-        free(wp);
-        g_free(data);
+        if (record->value.type == BUXTON_TYPE_UNKNOWN)
+            menu_print(1, "key(%s) unknown data type\n", key);
+        else
+            menu_print(1, "key(%s) value(%s) rp(%s) wp(%s)\n", key, value_text(record->value).get(),
+                       record->read_priv, record->write_priv);
         return 0;
     }
 }
 
-int delete_key_body()
+int delete_key()
 {
-    char key[512];
+    KeyWord key;
     menu_print(1, "Please enter vconf key to delete 'exit'\n");
-    if (scanf("%511s", key) != 1 || is_exit(key))
+    if (scanf(WORD(KEY_WIDTH), key) != 1 || is_exit(key))
         return 0;
 
-    sqlite3_stmt *stmt = nullptr;
-    bool done = sqlite3_prepare_v2(db_info.handle, kDeleteSql, -1, &stmt, nullptr) == SQLITE_OK &&
-                sqlite3_bind_text(stmt, 1, key, -1, SQLITE_TRANSIENT) == SQLITE_OK &&
-                sqlite3_step(stmt) == SQLITE_DONE;
-    if (sqlite3_finalize(stmt) != SQLITE_OK)
+    Statement stmt = prepare(db_info.handle, kDeleteSql);
+    bool done = stmt && bind_text(stmt.get(), 1, key) == SQLITE_OK && sqlite3_step(stmt.get()) == SQLITE_DONE;
+    if (finalize(stmt) != SQLITE_OK)
         done = false;
     menu_print(1, done ? "succeeded to delete (%s)\n" : "failed to delete (%s)\n", key);
+    return 0;
+}
+
+int open_db()
+{
+    PathWord path;
+    for (;;) {
+        menu_print(1, "Please enter db path (eg. /opt/var/lib/system.db) or 'exit'\n");
+        if (!read_path(path))
+            return 0;
+        if (db_info.handle)
+            buxton_close_db();
+        // Read-write without create: a mistyped path must not leave an empty
+        // database behind.
+        if (open_into_db_info(path, SQLITE_OPEN_READWRITE))
+            return 0;
+    }
+}
+
+int close_db()
+{
+    menu_print(1, "Close (%s)\n", db_info.path);
+    sqlite3_close(db_info.handle);
+    db_info.handle = nullptr;
     return 0;
 }
 
@@ -602,44 +734,14 @@ int serialz_data(const char *read_priv, const char *write_priv, const buxton_val
     const char *setter = value->setter ? value->setter : "";
     // GLib refuses texts that are not UTF-8; ask it first rather than have it
     // complain on the console.
-    if (!g_utf8_validate(read_priv, -1, nullptr) || !g_utf8_validate(write_priv, -1, nullptr) ||
-        !g_utf8_validate(setter, -1, nullptr)) {
-        errno = EINVAL;
-        return -1;
-    }
-
     GVariant *typed = nullptr;
-    switch (value->type) {
-    case BUXTON_TYPE_STRING:
-        if (g_utf8_validate(value->value.s, -1, nullptr))
-            typed = g_variant_new_string(value->value.s);
-        break;
-    case BUXTON_TYPE_INT32:
-        typed = g_variant_new_int32(value->value.i);
-        break;
-    case BUXTON_TYPE_UINT32:
-        typed = g_variant_new_uint32(value->value.u);
-        break;
-    case BUXTON_TYPE_INT64:
-        typed = g_variant_new_int64(value->value.i64);
-        break;
-    case BUXTON_TYPE_UINT64:
-        typed = g_variant_new_uint64(value->value.u64);
-        break;
-    case BUXTON_TYPE_DOUBLE:
-        typed = g_variant_new_double(value->value.d);
-        break;
-    case BUXTON_TYPE_BOOLEAN:
-        typed = g_variant_new_boolean(value->value.b != 0);
-        break;
-    case BUXTON_TYPE_UNKNOWN:
-        break;
-    }
+    if (g_utf8_validate(read_priv, -1, nullptr) && g_utf8_validate(write_priv, -1, nullptr) &&
+        g_utf8_validate(setter, -1, nullptr))
+        typed = typed_variant(*value);
     if (!typed) {
         errno = EINVAL;
         return -1;
     }
-
     VariantPtr box(g_variant_ref_sink(
         g_variant_new_variant(g_variant_new("(sssv)", read_priv, write_priv, setter, typed))));
     return gv_to_data(box.get(), data, len);
@@ -653,161 +755,42 @@ void get_data(void **slot, char *value)
 
 int buxton_open_db(void)
 {
-    if (!debug_image())
-        return 0;
-    char path[128];
-    for (;;) {
-        menu_print(1, "Please enter db path (eg. /opt/var/lib/system.db) or 'exit'\n");
-        if (scanf("%127s", path) != 1)
-            return 0;
-        menu_print(1, "open (%s)\n", path);
-        if (is_exit(path))
-            return 0;
-        if (db_info.handle)
-            buxton_close_db();
-        // Read-write without create: a mistyped path must not leave an empty
-        // database behind.
-        if (open_into_db_info(path, SQLITE_OPEN_READWRITE))
-            return 0;
-    }
+    return debug_only(open_db);
 }
 
 int buxton_close_db(void)
 {
-    if (!debug_image())
-        return 0;
-    if (!db_info.handle) {
-        menu_print(1, "%s", kNoOpenDb);
-        return -1;
-    }
-    menu_print(1, "Close (%s)\n", db_info.path);
-    sqlite3_close(db_info.handle);
-    db_info.handle = nullptr;
-    return 0;
+    return debug_only(with_open_db, close_db);
 }
 
 int buxton_print_keys(void)
 {
-    if (!debug_image())
-        return 0;
-    if (!db_info.handle) {
-        menu_print(1, "%s", kNoOpenDb);
-        return -1;
-    }
-    // One read transaction for the whole listing: names and values come from
-    // one state of the file, and the file is locked and checked for changes
-    // once rather than once per key.
-    ReadTransaction snapshot(db_info.handle);
-    sqlite3_stmt *stmt = nullptr;
-    if (sqlite3_prepare_v2(db_info.handle, kListSql, -1, &stmt, nullptr) != SQLITE_OK) {
-        menu_print(1, "Failed to list the keys... in database (%s) \n", db_info.path);
-        return -1;
-    }
-
-    // Every name first: reading values while the list statement runs would
-    // hold it open across thousands of lookups.
-    GList *list = nullptr;
-    size_t count = 0;
-    while (sqlite3_step(stmt) == SQLITE_ROW) {
-        const auto *name = reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0));
-        list = g_list_prepend(list, g_strdup(name));  // a NULL key stays null
-        ++count;
-    }
-    auto **names = static_cast<char **>(malloc(count ? count * sizeof(char *) : 1));
-    if (!names) {
-        g_list_free_full(list, g_free);
-        errno = ENOMEM;
-        sqlite3_finalize(stmt);
-        menu_print(1, "Failed to list the keys... in database (%s) \n", db_info.path);
-        return -1;
-    }
-    // The list was built backwards; fill the array from its end.
-    size_t at = count;
-    for (GList *node = list; node; node = node->next)
-        names[--at] = static_cast<char *>(node->data);
-    g_list_free(list);
-
-    auto release_names = [&] {
-        for (size_t i = 0; i < count; ++i)
-            g_free(names[i]);
-        free(names);
-    };
-    if (sqlite3_finalize(stmt) != SQLITE_OK) {
-        release_names();
-        menu_print(1, "Failed to list the keys... in database (%s) \n", db_info.path);
-        return -1;
-    }
-
-    menu_print(1, "\n\n=================[Vconf key list of %s]===============\n\n", db_info.path);
-    if (count == 0) {
-        release_names();
-        return 0;
-    }
-    // One read statement for every key: preparing it anew per key would be
-    // half of a long listing's time. If it cannot be prepared, every key
-    // fails as a read of its own would.
-    sqlite3_stmt *reader = nullptr;
-    if (sqlite3_prepare_v2(db_info.handle, kReadSql, -1, &reader, nullptr) != SQLITE_OK) {
-        sqlite3_finalize(reader);
-        reader = nullptr;
-    }
-    int read = 0;
-    for (size_t i = 0; i < count; ++i) {
-        const char *key = names[i] ? names[i] : "(null)";
-        void *data = nullptr;
-        int len = 0;
-        if (!reader || read_prepared(reader, names[i], &data, &len) != 0) {
-            menu_print(1, " ******failed to get value of (%s) ******\n", key);
-            continue;
-        }
-        char *rp = nullptr, *wp = nullptr;
-        buxton_value value{};
-        if (deserialz_data(static_cast<uint8_t *>(data), len, &rp, &wp, &value) != 0) {
-            menu_print(1, " ******failed to deserialize (%s) ****** \n", key);
-            g_free(data);
-            continue;
-        }
-        print_listed_key(static_cast<int>(i), key, value, rp, wp);
-        clear_value(&value);
-        free(rp);
-        free(wp);
-        g_free(data);
-        ++read;
-    }
-    sqlite3_finalize(reader);
-    if (read > 0) {
-        menu_print(1, "\n\nTotal [%d] keys are in %s\n\n", static_cast<int>(count), db_info.path);
-        menu_print(1, "Successful to get [%d] keys out of [%d] keys \n", read, static_cast<int>(count));
-        menu_print(1, "==============================================================================================="
-                      "\n\n\n");
-    }
-    release_names();
-    return 0;
+    return debug_only(with_open_db, list_keys);
 }
 
 int buxton_set_int(void)
 {
-    return run_key_operation([] { return set_value_body(SetKind::Int32); });
+    return debug_only(with_open_db, [] { return set_value(SetKind::Int32); });
 }
 
 int buxton_set_bool(void)
 {
-    return run_key_operation([] { return set_value_body(SetKind::Boolean); });
+    return debug_only(with_open_db, [] { return set_value(SetKind::Boolean); });
 }
 
 int buxton_set_str(void)
 {
-    return run_key_operation([] { return set_value_body(SetKind::String); });
+    return debug_only(with_open_db, [] { return set_value(SetKind::String); });
 }
 
 int buxton_get_key(void)
 {
-    return run_key_operation(get_key_body);
+    return debug_only(with_open_db, get_key);
 }
 
 int buxton_delete_key(void)
 {
-    return run_key_operation(delete_key_body);
+    return debug_only(with_open_db, delete_key);
 }
 
 // Database file maintenance.
@@ -935,22 +918,9 @@ bool temp_db_left()
     return true;
 }
 
-// Reads one path or name; false for the exit word and at end of input.
-bool read_path(char (&word)[128])
+int verify_db()
 {
-    if (scanf("%127s", word) != 1)
-        return false;
-    menu_print(1, "open (%s)\n", word);
-    return !is_exit(word);
-}
-
-}  // namespace
-
-int buxton_verify_db(void)
-{
-    if (!debug_image())
-        return 0;
-    char path[128];
+    PathWord path;
     for (;;) {
         menu_print(1, "%s", kAskDbPath);
         if (!read_path(path))
@@ -962,11 +932,9 @@ int buxton_verify_db(void)
     }
 }
 
-void buxton_restore_normal_db(void)
+void restore_normal_db()
 {
-    if (!debug_image())
-        return;
-    char path[128];
+    PathWord path;
     for (;;) {
         menu_print(1, "%s", kAskDbPath);
         if (!read_path(path))
@@ -1000,11 +968,9 @@ void buxton_restore_normal_db(void)
     menu_print(1, "Restored normal db (%s)\n", path);
 }
 
-void buxton_restore_base_db(void)
+void restore_base_db()
 {
-    if (!debug_image())
-        return;
-    char name[128];
+    PathWord name;
     const char *base = nullptr;
     for (;;) {
         menu_print(1, "Please enter base db or 'exit' (enter one of these, 'system', 'memory', 'factory', "
@@ -1026,11 +992,9 @@ void buxton_restore_base_db(void)
         menu_print(1, "copied db file(%s) is invalid\n", base);
 }
 
-void make_writable_db_file(void)
+void make_writable()
 {
-    if (!debug_image())
-        return;
-    char path[128];
+    PathWord path;
     menu_print(1, "Please enter base db or 'exit' (eg. /etc/buxton2/memory.db)\n");
     if (!read_path(path) || temp_db_left())
         return;
@@ -1044,6 +1008,28 @@ void make_writable_db_file(void)
     _change_priv(path, kStoreAccount);
     _change_priv(journal, kStoreAccount);
     menu_print(1, "writable db made (%s)\n", path);
+}
+
+}  // namespace
+
+int buxton_verify_db(void)
+{
+    return debug_only(verify_db);
+}
+
+void buxton_restore_normal_db(void)
+{
+    debug_only(restore_normal_db);
+}
+
+void buxton_restore_base_db(void)
+{
+    debug_only(restore_base_db);
+}
+
+void make_writable_db_file(void)
+{
+    debug_only(make_writable);
 }
 
 int copy_file(const char *source, const char *destination)
@@ -1151,9 +1137,6 @@ int dlog_menu_buxton(void)
 
 namespace {
 
-constexpr std::size_t kVconfKeySize = 512;      // "%511s"
-constexpr std::size_t kVconfStringSize = 4096;  // "%4095s"
-
 const char kVconfSetPrompt[] = "Please enter command for set or 'exit' (eg. {keyname} {value}\n";
 const char kVconfGetPrompt[] = "Please enter command for get or 'exit' (eg. {keyname}\n";
 
@@ -1170,22 +1153,22 @@ using VconfText = std::unique_ptr<char, VconfTextFree>;
 // A setter's "key number" line, read in one go. False when nothing is to be
 // written: end of input, the exit word, or a value that is not a number
 // (writing the untouched 0 would lose the key's real value).
-bool vconf_read_key_number(char (&key)[kVconfKeySize], int *value)
+bool vconf_read_key_number(KeyWord &key, int *value)
 {
     menu_print(1, "%s", kVconfSetPrompt);
-    return scanf("%511s %d", key, value) == 2 && !is_exit(key);
+    return scanf(WORD(KEY_WIDTH) " %d", key, value) == 2 && !is_exit(key);
 }
 
 // A getter's key. End of input counts as the exit word.
-bool vconf_read_key(const char *prompt, char (&key)[kVconfKeySize])
+bool vconf_read_key(const char *prompt, KeyWord &key)
 {
     menu_print(1, "%s", prompt);
-    return scanf("%511s", key) == 1 && !is_exit(key);
+    return scanf(WORD(KEY_WIDTH), key) == 1 && !is_exit(key);
 }
 
 int vconf_get_number(const char *prompt, int (*get)(const char *, int *))
 {
-    char key[kVconfKeySize];
+    KeyWord key;
     if (!vconf_read_key(prompt, key))
         return 0;
     int value = 0;
@@ -1242,7 +1225,7 @@ void vconf_print_node(int number, const char *key, int type)
 
 int vconf_test_set_int(void)
 {
-    char key[kVconfKeySize];
+    KeyWord key;
     int value = 0;
     if (!vconf_read_key_number(key, &value))
         return 0;
@@ -1255,7 +1238,7 @@ int vconf_test_set_int(void)
 
 int vconf_test_set_bool(void)
 {
-    char key[kVconfKeySize];
+    KeyWord key;
     int value = 0;
     for (;;) {
         if (!vconf_read_key_number(key, &value))
@@ -1273,11 +1256,11 @@ int vconf_test_set_bool(void)
 
 int vconf_test_set_str(void)
 {
-    char key[kVconfKeySize];
-    char value[kVconfStringSize];
+    KeyWord key;
+    ValueWord value;
     menu_print(1, "%s", kVconfSetPrompt);
     // A key without a value (end of input) writes nothing.
-    if (scanf("%511s %4095s", key, value) != 2 || is_exit(key))
+    if (scanf(WORD(KEY_WIDTH) " " WORD(VALUE_WIDTH), key, value) != 2 || is_exit(key))
         return 0;
     if (vconf_set_str(key, value) == 0)
         menu_print(1, "succeeded to set (%s:%s)\n", key, value);
@@ -1298,7 +1281,7 @@ int vconf_test_get_bool(void)
 
 int vconf_test_get_str(void)
 {
-    char key[kVconfKeySize];
+    KeyWord key;
     if (!vconf_read_key(kVconfGetPrompt, key))
         return 0;
     VconfText text(vconf_get_str(key));
@@ -1311,7 +1294,7 @@ int vconf_test_get_str(void)
 
 int vconf_test_get(void)
 {
-    char prefix[kVconfKeySize];
+    KeyWord prefix;
     if (!vconf_read_key("Please enter command for vconf_get or 'exit' (eg. {keyname}\n", prefix))
         return 0;
     menu_print(1, "vconf_get test starts....(%s)\n", prefix);
