@@ -25,7 +25,7 @@ const int kSubOption = 0x10000000;
 enum class Read { Ok, None, End };
 
 // A number that cannot be read counts as 0 and stays in the input, as
-// scanf leaves it; end of input ends the dialogue.
+// scanf leaves it.
 Read read_number(int *value)
 {
     int read = 0;
@@ -34,6 +34,8 @@ Read read_number(int *value)
     return n == 1 ? Read::Ok : n == EOF ? Read::End : Read::None;
 }
 
+// False at the end of input, which ends a dialogue where an answer is
+// needed to go on.
 bool ask_number(const char *prompt, int *value)
 {
     menu_print(1, "%s", prompt);
@@ -67,9 +69,9 @@ bool video_decoder_option(int *option)
     request.codec_name = codec.c_str();
     *option = ri_get_capable_video_category_id(&request);
 
+    // Not read, even at the end of input, it is 0: the allocation goes on.
     int main_sub = 0;
-    if (!ask_number("[option] main/sub option (don't care :0, main:1, sub:2) : ", &main_sub))
-        return false;
+    ask_number("[option] main/sub option (don't care :0, main:1, sub:2) : ", &main_sub);
     if (main_sub == 1)
         *option |= kMainOption;
     else if (main_sub == 2)
@@ -152,9 +154,9 @@ void rm_allocate_resource(void)
         request.state[0] = RM_STATE_EXCLUSIVE;
     }
 
+    // Not read, even at the end of input, it is category 0.
     int category;
-    if (!ask_number("Input Index of category : ", &category))
-        return;
+    ask_number("Input Index of category : ", &category);
     request.category_id[0] = category;
 
     int option = 0;
@@ -232,9 +234,9 @@ void rc_request_switch_best_quality_zone(void)
 {
     int current = 0, next = 0;
     menu_print(1, "Input current zone id and next zone id {e.g 1 2} \n");
-    // What is not read stays 0.
-    if (scanf("%d %d", &current, &next) == EOF)
-        return;
+    // What is not read stays 0, even at the end of input.
+    const int read = scanf("%d %d", &current, &next);
+    (void)read;
     menu_print(1, "request switch best quality zone (%d > %d)\n", current, next);
     if (rc_switch_best_quality_zone(current, next) != 0)
         menu_print(1, "failed to request switch best quality zone\n");
