@@ -2,7 +2,7 @@
 #ifndef TAVRIN_DEBUGMENU_H
 #define TAVRIN_DEBUGMENU_H
 
-#define TAVRIN_EXPORT __attribute__((visibility("default")))
+#include "tavrin/export.h"
 
 extern "C" TAVRIN_EXPORT int tavrin_startmaindebug(void);
 

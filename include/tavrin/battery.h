@@ -2,6 +2,8 @@
 #ifndef TAVRIN_BATTERY_H
 #define TAVRIN_BATTERY_H
 
+#include "tavrin/export.h"
+
 TAVRIN_EXPORT int dlog_menu_battery(void);
 TAVRIN_EXPORT void dlog_menu_feedback(void);
 

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "tavrin/export.h"
+
 // Value type codes. They exist only in memory: a stored record carries the
 // GVariant type of its value instead.
 enum buxton_value_type : uint32_t {

@@ -2,6 +2,8 @@
 #ifndef TAVRIN_CAPTURE_H
 #define TAVRIN_CAPTURE_H
 
+#include "tavrin/export.h"
+
 // Any int is a cap_mode, so that a caller's stray value can be refused.
 enum cap_mode : int {
     CAPTURE_MODE_SCREEN = 0,

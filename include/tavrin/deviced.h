@@ -3,6 +3,8 @@
 #ifndef TAVRIN_DEVICED_H
 #define TAVRIN_DEVICED_H
 
+#include "tavrin/export.h"
+
 TAVRIN_EXPORT int dlog_menu_deviced(void);
 
 // Power state.

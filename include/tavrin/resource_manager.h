@@ -2,6 +2,8 @@
 #ifndef TAVRIN_RESOURCE_MANAGER_H
 #define TAVRIN_RESOURCE_MANAGER_H
 
+#include "tavrin/export.h"
+
 #include "rm_api.h"
 
 TAVRIN_EXPORT void rm_register_consumer(void);

@@ -3,6 +3,8 @@
 #ifndef TAVRIN_STORAGED_H
 #define TAVRIN_STORAGED_H
 
+#include "tavrin/export.h"
+
 struct stat;
 struct FTW;
 

@@ -2,6 +2,8 @@
 #ifndef TAVRIN_USB_H
 #define TAVRIN_USB_H
 
+#include "tavrin/export.h"
+
 #include "usb_device.h"
 
 TAVRIN_EXPORT int dlog_menu_usb(void);

@@ -2,6 +2,8 @@
 #ifndef TAVRIN_VCONF_TOOL_H
 #define TAVRIN_VCONF_TOOL_H
 
+#include "tavrin/export.h"
+
 TAVRIN_EXPORT int dlog_menu_vconf(void);
 
 TAVRIN_EXPORT int vconf_test_set_int(void);
