@@ -253,7 +253,7 @@ int gv_to_values(GVariant *box, char **read_priv, char **write_priv, buxton_valu
         return -1;
     }
 
-    std::unique_ptr<char, decltype(&free)> rp_copy(strdup(rp), free), wp_copy(strdup(wp), free);
+    tavrin::Owned<char> rp_copy(strdup(rp)), wp_copy(strdup(wp));
     if (!rp_copy || !wp_copy)
         return -1;
     buxton_value value{};
@@ -861,7 +861,7 @@ void _change_priv(const char *path, const char *account)
     long size = sysconf(_SC_GETPW_R_SIZE_MAX);
     if (size == -1)
         size = 16384;
-    std::unique_ptr<char, decltype(&free)> buf(static_cast<char *>(malloc(static_cast<size_t>(size))), free);
+    tavrin::Owned<char> buf(static_cast<char *>(malloc(static_cast<size_t>(size))));
     if (!buf)
         return;
     passwd pwd{};
@@ -1145,10 +1145,7 @@ struct VconfKeylistFree {
 };
 using VconfKeylist = std::unique_ptr<keylist_t, VconfKeylistFree>;
 
-struct VconfTextFree {
-    void operator()(char *text) const { free(text); }
-};
-using VconfText = std::unique_ptr<char, VconfTextFree>;
+using VconfText = tavrin::Owned<char>;
 
 // A setter's "key number" line, read in one go. False when nothing is to be
 // written: end of input, the exit word, or a value that is not a number

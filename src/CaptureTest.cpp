@@ -26,10 +26,7 @@ struct CaptureSize {
     int height;
 };
 
-struct FreeDeleter {
-    void operator()(char *p) const { free(p); }
-};
-using Buffer = std::unique_ptr<char, FreeDeleter>;
+using Buffer = Owned<char>;
 
 const MenuEntry kSizeEntries[] = {
     action(1, " 1 : 720 x 576\n", call<capturemode_setter, 720, 576>),

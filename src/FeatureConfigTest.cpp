@@ -21,10 +21,7 @@ const char kUnknownItem[] = "Invalid key or Daemon not launched or Need DB setup
 const char kInvalidType[] = "Invalid type\n\n";
 const char kStoreFailed[] = "Daemon not launched or Need DB setup\n\n";
 
-struct TextFree {
-    void operator()(char *text) const { free(text); }
-};
-using Text = std::unique_ptr<char, TextFree>;
+using Text = tavrin::Owned<char>;
 
 // Prompts for one word and takes the character after it (the line end), so
 // the menu's next read starts on a fresh line.

@@ -1,9 +1,19 @@
-// What the tools share with the menu shell: the console frame's texts and
-// the image gates.
+// What the tools share with the menu shell: the console frame's texts, the
+// image gates and an owner for what is freed.
 #ifndef TAVRIN_COMMON_H
 #define TAVRIN_COMMON_H
 
+#include <cstdlib>
+#include <memory>
+
 namespace tavrin {
+
+// What the C library or a platform library hands out to be freed.
+struct Free {
+    void operator()(void *p) const { std::free(p); }
+};
+template <typename T>
+using Owned = std::unique_ptr<T, Free>;
 
 // The console frame.
 inline constexpr char kBoundary[] = "====================================\n";
