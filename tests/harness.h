@@ -1,4 +1,5 @@
-// Test harness: throw-away device roots and the real debugmenu run in them.
+// Test harness: throw-away device roots, the real debugmenu run in them, and
+// the pieces every test program shares.
 #ifndef TAVRIN_TEST_HARNESS_H
 #define TAVRIN_TEST_HARNESS_H
 
@@ -15,18 +16,24 @@ std::string binary_dir();
 bool emulated();
 
 struct RunResult {
-    int status = -1;      // exit status, or 128 + signal
+    int status = -1;  // exit status, or 128 + signal
     bool timed_out = false;
-    std::string out;      // standard output
-    std::string err;      // standard error
+    std::string out;  // standard output
+    std::string err;  // standard error
 };
 
 struct RunOptions {
-    std::vector<std::string> env;           // extra NAME=VALUE for debugmenu
+    // Extra NAME=VALUE for the program. The suite's preload library is
+    // always there: sleep() returns at once, TEST_CLOCK=SECONDS stops the
+    // clock, FAULT_* inject faults (see preload.cpp).
+    std::vector<std::string> env;
     std::vector<std::string> devroot_args;  // e.g. {"--tmpfs", "/opt", "4m"}
     std::vector<std::string> args;          // debugmenu's own arguments
     int timeout_seconds = 60;
 };
+
+// A program of this build on this machine, through the build's launcher.
+RunResult run_program(const std::vector<std::string> &argv, const std::string &input = "");
 
 // A fresh device root, copied from one prepared once per test process and
 // removed when the object goes.
@@ -45,21 +52,21 @@ public:
     std::string read(const std::string &device_path) const;
     void write(const std::string &device_path, const std::string &content) const;
     void remove(const std::string &device_path) const;
+    // Every entry's type, mode, owner, size and content as one SHA-256: equal
+    // hashes mean nothing changed. The emulator's call log is left out.
+    std::string tree_hash() const;
 
-    // calls.log without the plug-in's load-time lookup (kLoadCalls) that
-    // starts every run; raw_calls_log() has every line.
+    // calls.log without the lookup that the plug-in makes when it is loaded.
     std::string calls_log() const;
-    std::string raw_calls_log() const;
     void clear_calls_log() const;
     // [group] key of state.ini, "" when unset; set changes it in place.
     std::string state(const std::string &group, const std::string &key) const;
     void set_state(const std::string &group, const std::string &key, const std::string &value) const;
     void remove_state_group(const std::string &group) const;
 
-    // Runs debugmenu in this device root with INPUT as its whole standard
-    // input. Fails the current test on a sanitizer report.
+    // Runs debugmenu (or any command) in this device root with INPUT as its
+    // whole standard input. Fails the current test on a sanitizer report.
     RunResult run(const std::string &input, const RunOptions &options = {}) const;
-    // Runs any command in the device root.
     RunResult run_command(const std::vector<std::string> &argv, const std::string &input = "",
                           const RunOptions &options = {}) const;
 
@@ -70,7 +77,7 @@ private:
 // debugmenu running in a device root, driven prompt by prompt.
 class Session {
 public:
-    Session(const DeviceRoot &root, const RunOptions &options = {});
+    explicit Session(const DeviceRoot &root, const RunOptions &options = {});
     ~Session();
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
@@ -80,7 +87,6 @@ public:
     void send(const std::string &text);
     // Closes standard input and collects the rest.
     RunResult finish(int timeout_seconds = 60);
-    const std::string &output() const { return out_; }
 
 private:
     pid_t pid_ = -1;
@@ -88,13 +94,40 @@ private:
     std::string out_, err_;
 };
 
-// Expected console text.
-std::string menu(const std::string &title, const std::vector<std::string> &labels);
-std::string main_menu();
-extern const char kPrompt[];
-// What the plug-in asks of the platform when it is loaded: the first line
-// of every run's calls.
-extern const std::string kLoadCalls;
+// The menus as the program itself shows them: the main menu, and the text
+// of the sub-menu reached by PATH ("11", or "1\n5" for the factory loop).
+const std::string &main_menu();
+const std::string &menu_text(const std::string &path);
+
+// A run inside one sub-menu: enters PATH, types each action's input, leaves.
+// actions[i] is what the i-th action printed before the sub-menu came back.
+struct MenuRun {
+    RunResult result;
+    std::vector<std::string> actions;
+};
+MenuRun in_menu(const DeviceRoot &root, const std::string &path, const std::vector<std::string> &actions,
+                const RunOptions &options = {});
+
+// TEXT cut at every SEPARATOR (which is dropped), and at line ends.
+std::vector<std::string> split(const std::string &text, const std::string &separator);
+std::vector<std::string> lines(const std::string &text);
+
+// In-process tests of the plug-in's functions: an emulator state directory
+// of their own, which TV_EMULATOR_DIR names while the object lives.
+class EmulatorDir {
+public:
+    EmulatorDir();
+    ~EmulatorDir();
+    EmulatorDir(const EmulatorDir &) = delete;
+    EmulatorDir &operator=(const EmulatorDir &) = delete;
+
+    const std::string &dir() const { return dir_; }
+    void write_state(const std::string &ini) const;
+    std::string calls_log() const;
+
+private:
+    std::string dir_;
+};
 
 // A line-by-line view of two texts that differ, for failure messages.
 std::string diff(const std::string &expected, const std::string &actual);

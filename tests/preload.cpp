@@ -1,6 +1,15 @@
-// LD_PRELOAD helper: faults injected between the file steps of debugmenu.
-// Only calls on paths below one of the prefixes in FAULT_PATHS (colon
-// separated) count: opening a file for writing, writing to it, removing and
+// The test suite's LD_PRELOAD library: how tests change the program under
+// test from outside.
+//
+// sleep() returns at once, so that the pauses the plug-in takes on a device
+// do not slow the tests down; NOSLEEP_LOG names a file that gets one line per
+// request ("sleep 2").
+//
+// TEST_CLOCK=SECONDS stops the wall clock at SECONDS since the epoch for
+// time().
+//
+// Faults injected between the file steps of debugmenu. Only calls on paths
+// below one of the prefixes in FAULT_PATHS (colon separated) count: opening a file for writing, writing to it, removing and
 // renaming. FAULT_LOG names a file that gets one line per counted call.
 // With FAULT_AT=N, the Nth counted call is preceded by FAULT_ACTION:
 //   kill          the process dies at once, as in a power cut (default)
@@ -23,6 +32,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 namespace {
@@ -61,23 +71,24 @@ bool watched(const char *path)
     return false;
 }
 
-void log_line(const std::string &line)
+void append(const char *log, const std::string &line)
 {
-    const char *log = getenv("FAULT_LOG");
-    if (!log)
-        return;
     const int saved = errno;
-    auto open_real = real<int (*)(const char *, int, ...)>("open");
-    auto write_real = real<ssize_t (*)(int, const void *, size_t)>("write");
-    int fd = open_real(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    const int fd = real<int (*)(const char *, int, ...)>("open")(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     if (fd >= 0) {
-        std::string l = line + "\n";
-        if (write_real(fd, l.data(), l.size()) < 0) {
+        const std::string l = line + "\n";
+        if (real<ssize_t (*)(int, const void *, size_t)>("write")(fd, l.data(), l.size()) < 0) {
             // best effort
         }
         close(fd);
     }
     errno = saved;
+}
+
+void log_line(const std::string &line)
+{
+    if (const char *log = getenv("FAULT_LOG"))
+        append(log, line);
 }
 
 // One counted step: logged, and the fault happens before it when its turn
@@ -202,6 +213,25 @@ int rename(const char *from, const char *to)
     if (watched(from) || watched(to))
         step(std::string("rename ") + from + " " + to);
     return real<int (*)(const char *, const char *)>("rename")(from, to);
+}
+
+unsigned int sleep(unsigned int seconds)
+{
+    if (const char *log = getenv("NOSLEEP_LOG"))
+        append(log, "sleep " + std::to_string(seconds));
+    return 0;
+}
+
+time_t time(time_t *out)
+{
+    static const char *fixed = getenv("TEST_CLOCK");
+    timespec ts;
+    if (!fixed)
+        clock_gettime(CLOCK_REALTIME, &ts);
+    const time_t now = fixed ? static_cast<time_t>(strtoll(fixed, nullptr, 10)) : ts.tv_sec;
+    if (out)
+        *out = now;
+    return now;
 }
 
 }  // extern "C"
