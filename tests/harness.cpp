@@ -335,6 +335,11 @@ RunResult run_program(const std::vector<std::string> &argv, const std::string &i
     return run_launched(command, env, input, 60);
 }
 
+std::string launcher_command(const std::string &program)
+{
+    return shell_quote(binary_dir() + "/launcher") + " " + shell_quote(binary_dir() + "/" + program);
+}
+
 DeviceRoot::DeviceRoot()
 {
     static int counter = 0;

@@ -32,8 +32,10 @@ struct RunOptions {
     int timeout_seconds = 60;
 };
 
-// A program of this build on this machine, through the build's launcher.
+// A program of this build on this machine, through the build's launcher
+// (which runs it emulated in a cross build); for a shell, the command line.
 RunResult run_program(const std::vector<std::string> &argv, const std::string &input = "");
+std::string launcher_command(const std::string &program);
 
 // A fresh device root, copied from one prepared once per test process and
 // removed when the object goes.
