@@ -49,14 +49,10 @@ namespace {
 
 std::string shell_quote(const std::string &s)
 {
-    std::string out = "'";
-    for (char c : s) {
-        if (c == '\'')
-            out += "'\\''";
-        else
-            out += c;
-    }
-    return out + "'";
+    gchar *quoted = g_shell_quote(s.c_str());
+    const std::string out = quoted;
+    g_free(quoted);
+    return out;
 }
 
 int system_checked(const std::string &command)
@@ -82,25 +78,27 @@ std::string scratch_base()
 
 std::string scratch_dir()
 {
-    static std::string dir = [] {
-        std::string base = scratch_base();
-        g_mkdir_with_parents(base.c_str(), 0755);
-        std::string templ = base + "/run-XXXXXX";
-        std::vector<char> buf(templ.begin(), templ.end());
-        buf.push_back('\0');
-        if (!mkdtemp(buf.data()))
+    static const std::string dir = [] {
+        std::string templ = scratch_base();
+        g_mkdir_with_parents(templ.c_str(), 0755);
+        templ += "/run-XXXXXX";
+        if (!g_mkdtemp(templ.data()))
             abort();
-        return std::string(buf.data());
+        return templ;
     }();
     return dir;
 }
 
+// TAVRIN_KEEP_TEST_ROOTS keeps them for a look after the run.
+void remove_tree(const std::string &path)
+{
+    std::error_code ignored;
+    if (getenv("TAVRIN_KEEP_TEST_ROOTS") == nullptr)
+        std::filesystem::remove_all(path, ignored);
+}
+
 struct ScratchCleanup {
-    ~ScratchCleanup()
-    {
-        if (getenv("TAVRIN_KEEP_TEST_ROOTS") == nullptr)
-            system_checked("rm -rf " + shell_quote(scratch_dir()));
-    }
+    ~ScratchCleanup() { remove_tree(scratch_dir()); }
 };
 
 const std::string &template_root()
@@ -350,8 +348,7 @@ DeviceRoot::DeviceRoot()
 
 DeviceRoot::~DeviceRoot()
 {
-    if (getenv("TAVRIN_KEEP_TEST_ROOTS") == nullptr)
-        system_checked("rm -rf " + shell_quote(dir_));
+    remove_tree(dir_);
 }
 
 bool DeviceRoot::exists(const std::string &device_path) const
@@ -374,7 +371,8 @@ void DeviceRoot::write(const std::string &device_path, const std::string &conten
 
 void DeviceRoot::remove(const std::string &device_path) const
 {
-    system_checked("rm -rf " + shell_quote(host_path(device_path)));
+    std::error_code ignored;
+    std::filesystem::remove_all(host_path(device_path), ignored);
 }
 
 std::string DeviceRoot::tree_hash() const
@@ -608,7 +606,7 @@ EmulatorDir::EmulatorDir()
 EmulatorDir::~EmulatorDir()
 {
     unsetenv("TV_EMULATOR_DIR");
-    system_checked("rm -rf " + shell_quote(dir_));
+    remove_tree(dir_);
 }
 
 void EmulatorDir::write_state(const std::string &ini) const
