@@ -47,24 +47,27 @@ int find(GKeyFile *kf, const char *name, Item *item)
     return result;
 }
 
-// Fetches NAME for a getter that wants TYPE; 0 or the negative result.
-int fetch(tvemul::Call &call, const char *name, const char *type, std::string *value)
+// Fetches NAME for a getter that wants TYPE. False when the getter returns
+// at once, with what it returns: [fail]'s result, or a negative one.
+bool fetch(tvemul::Call &call, const char *name, const char *type, std::string *value, int *result)
 {
     call.record();
     long long failed;
-    if (call.failing(&failed))
-        return static_cast<int>(failed);
+    if (call.failing(&failed)) {
+        *result = static_cast<int>(failed);
+        return false;
+    }
     tvemul::KeyFile kf = tvemul::load_state();
     Item item;
-    int result = find(kf.get(), name, &item);
-    if (result == 0 && item.type != type)
-        result = -EINVAL;
-    if (result < 0) {
-        tvemul::log(kTag, "%s: %s refused (%d)", call.function(), name ? name : "(null)", result);
-        return result;
+    *result = find(kf.get(), name, &item);
+    if (*result == 0 && item.type != type)
+        *result = -EINVAL;
+    if (*result < 0) {
+        tvemul::log(kTag, "%s: %s refused (%d)", call.function(), name ? name : "(null)", *result);
+        return false;
     }
     *value = item.value;
-    return 0;
+    return true;
 }
 
 // Writes VALUE to NAME, which must exist with TYPE.
@@ -119,8 +122,8 @@ int fconfig_get_bool(const char *name, bool *value)
     tvemul::Call call("fconfig_get_bool");
     call.text(name);
     std::string text;
-    const int result = fetch(call, name, kBoolean, &text);
-    if (result < 0)
+    int result;
+    if (!fetch(call, name, kBoolean, &text, &result))
         return result;
     if (!value || (text != "true" && text != "false")) {
         tvemul::log(kTag, "fconfig_get_bool: %s holds no truth value (%s)", name, text.c_str());
@@ -136,8 +139,8 @@ int fconfig_get_int(const char *name, int *value)
     tvemul::Call call("fconfig_get_int");
     call.text(name);
     std::string text;
-    const int result = fetch(call, name, kInt, &text);
-    if (result < 0)
+    int result;
+    if (!fetch(call, name, kInt, &text, &result))
         return result;
     const char *s = text.c_str();
     char *end = nullptr;
@@ -157,7 +160,8 @@ char *fconfig_get_str(const char *name)
     tvemul::Call call("fconfig_get_str");
     call.text(name);
     std::string text;
-    if (fetch(call, name, kString, &text) < 0)
+    int result;
+    if (!fetch(call, name, kString, &text, &result))
         return nullptr;
     tvemul::log(kTag, "fconfig_get_str: %s = %s", name, text.c_str());
     return strdup(text.c_str());
