@@ -419,8 +419,8 @@ extern "C" {
 
 int rm_register(rm_resource_cb callback, void *user_data, int *handle, rm_consumer_info *consumer_info)
 {
-    tvemul::Call call("rm_register");
-    call.ptr(reinterpret_cast<const void *>(callback)).ptr(user_data).ptr(consumer_info);
+    // Written after the fact: a registration's line ends with its handle.
+    const tvemul::Call call(__func__, tvemul::Args(callback, user_data, consumer_info));
     long long result;
     if (call.failing(&result)) {
         call.record();
@@ -457,11 +457,7 @@ int rm_register(rm_resource_cb callback, void *user_data, int *handle, rm_consum
 
 int rm_unregister(int handle)
 {
-    tvemul::Call call("rm_unregister");
-    call.num(handle).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(handle);
     {
         tvemul::StateUpdate update;
         RmState s = read_state(update.get());
@@ -494,17 +490,9 @@ int rm_unregister(int handle)
 
 int rm_allocate_resources(int handle, const rm_category_request_s *requests, rm_device_return_s *devices)
 {
-    tvemul::Call call("rm_allocate_resources");
-    call.num(handle);
-    if (requests)
-        call.num(requests->request_num).num(requests->category_id[0]).num(requests->category_option[0])
-            .num(requests->state[0]);
-    else
-        call.ptr(nullptr);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(handle, requests ? tvemul::Args(requests->request_num, requests->category_id[0],
+                                                 requests->category_option[0], requests->state[0])
+                                  : tvemul::Args(requests));
     if (!requests || !devices || requests->request_num < 1 || requests->request_num > RM_REQUEST_MAX)
         return RM_ERROR_INVALID_PARAMETER;
     const int count = requests->request_num;
@@ -545,16 +533,8 @@ int rm_allocate_resources(int handle, const rm_category_request_s *requests, rm_
 
 int rm_deallocate_resources(int handle, rm_device_request_s *requests)
 {
-    tvemul::Call call("rm_deallocate_resources");
-    call.num(handle);
-    if (requests)
-        call.num(requests->request_num).num(requests->device_id[0]);
-    else
-        call.ptr(nullptr);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(handle,
+                 requests ? tvemul::Args(requests->request_num, requests->device_id[0]) : tvemul::Args(requests));
     if (!requests || requests->request_num < 1 || requests->request_num > RM_REQUEST_MAX)
         return RM_ERROR_INVALID_PARAMETER;
 
