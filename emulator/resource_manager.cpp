@@ -7,27 +7,19 @@
 //   held=10:1;                            device:handle, oldest allocation first
 //
 // A held device is taken back from its consumer through the consumer's
-// callback: directly when the consumer lives in the calling process, else
-// through a FIFO read by a thread of the owning process.
-#include <fcntl.h>
-#include <sys/stat.h>
+// callback, in whichever process registered it (rm_peers.cpp).
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
-#include <mutex>
-#include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "rm_api.h"
+#include "rm_peers.h"
 #include "tvemul.h"
 
 namespace {
@@ -147,41 +139,9 @@ void write_state(GKeyFile *kf, const RmState &s)
     set_list(kf, "held", items);
 }
 
-// Start time of a process in clock ticks since boot, 0 when it is gone:
-// together with the pid it names one process even after the pid is reused.
-unsigned long long process_start(long pid)
-{
-    // Relative to /proc: a user-mode emulator of another processor answers
-    // "/proc/<own pid>/stat" with figures of its own, and the start time a
-    // process records for itself must match what the others read.
-    std::string stat;
-    const int proc = open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const int fd = proc < 0 ? -1 : openat(proc, (std::to_string(pid) + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
-    if (proc >= 0)
-        close(proc);
-    if (fd >= 0) {
-        char buf[1024];
-        ssize_t n;
-        while ((n = read(fd, buf, sizeof buf)) > 0)
-            stat.append(buf, static_cast<size_t>(n));
-        close(fd);
-    }
-    const size_t paren = stat.rfind(')');
-    if (paren == std::string::npos)
-        return 0;
-    std::istringstream fields(stat.substr(paren + 1));
-    std::string field;
-    // Field 22 is the start time; fields 1 and 2 precede the ')'.
-    for (int i = 3; i <= 22 && fields >> field; ++i) {
-        if (i == 22)
-            return strtoull(field.c_str(), nullptr, 10);
-    }
-    return 0;
-}
-
 bool alive(const Consumer &c)
 {
-    return process_start(c.pid) == c.start;
+    return tvemul::rm_peers::process_start(c.pid) == c.start;
 }
 
 // A consumer whose process has ended is dropped with everything it held, as
@@ -208,104 +168,6 @@ bool reap(RmState &s)
     return true;
 }
 
-// Consumers registered by this process.
-struct Local {
-    rm_resource_cb callback;
-    void *user_data;
-};
-std::mutex locals_mutex;
-std::map<int, Local> &locals()
-{
-    static std::map<int, Local> map;
-    return map;
-}
-
-bool local_callback(int handle, Local *local)
-{
-    std::lock_guard<std::mutex> lock(locals_mutex);
-    auto it = locals().find(handle);
-    if (it == locals().end())
-        return false;
-    *local = it->second;
-    return true;
-}
-
-void call_back(int handle, int device)
-{
-    Local local{};
-    if (!local_callback(handle, &local) || !local.callback)
-        return;
-    rm_device_request_s request{};
-    request.request_num = 1;
-    request.device_id[0] = device;
-    local.callback(handle, RM_CALLBACK_TYPE_RESOURCE_CONFLICT, &request, local.user_data);
-}
-
-std::string fifo_path(long pid)
-{
-    return tvemul::state_file(("rm-consumer-" + std::to_string(pid) + ".fifo").c_str());
-}
-
-// Removes this process's FIFO when the process ends normally.
-struct FifoCleanup {
-    std::string path;
-    ~FifoCleanup()
-    {
-        if (!path.empty())
-            unlink(path.c_str());
-    }
-};
-
-void listen(int fd)
-{
-    std::string pending;
-    char buf[256];
-    for (;;) {
-        ssize_t n = read(fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return;
-        pending.append(buf, static_cast<size_t>(n));
-        size_t end;
-        while ((end = pending.find('\n')) != std::string::npos) {
-            int handle = 0, device = 0;
-            if (sscanf(pending.substr(0, end).c_str(), "%d %d", &handle, &device) == 2)
-                call_back(handle, device);
-            pending.erase(0, end + 1);
-        }
-    }
-}
-
-void start_listener()
-{
-    static std::once_flag once;
-    static FifoCleanup cleanup;
-    std::call_once(once, [] {
-        const std::string path = fifo_path(getpid());
-        unlink(path.c_str());
-        if (mkfifo(path.c_str(), 0600) != 0)
-            return;
-        // Opened for writing as well, so that the read never sees an end.
-        int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
-        if (fd < 0)
-            return;
-        cleanup.path = path;
-        std::thread(listen, fd).detach();
-    });
-}
-
-bool ask_other_process(const Consumer &holder, int device)
-{
-    int fd = open(fifo_path(holder.pid).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    const std::string line = std::to_string(holder.handle) + " " + std::to_string(device) + "\n";
-    const bool sent = write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
-    close(fd);
-    return sent;
-}
-
 bool still_held(int device, int handle)
 {
     tvemul::KeyFile kf = tvemul::load_state();
@@ -314,24 +176,11 @@ bool still_held(int device, int handle)
     return h && h->handle == handle;
 }
 
-// Asks HOLDER to give DEVICE back and waits until it has, or gives up.
+// Asks HOLDER to give DEVICE back, in whichever process it lives.
 void reclaim(const Consumer &holder, int device)
 {
     tvemul::log(kTag, "resource conflict: taking device %d back from consumer %d", device, holder.handle);
-    if (holder.pid == getpid()) {
-        call_back(holder.handle, device);
-        return;
-    }
-    if (!ask_other_process(holder, device))
-        return;
-    long long timeout_ms;
-    {
-        tvemul::KeyFile kf = tvemul::load_state();
-        timeout_ms = tvemul::get_int(kf.get(), "rm", "conflict_timeout_ms", 3000);
-    }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (still_held(device, holder.handle) && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    tvemul::rm_peers::take_back(holder.pid, holder.handle, device, still_held);
 }
 
 enum class Take { Taken, Busy, Failed };
@@ -437,18 +286,14 @@ int rm_register(rm_resource_cb callback, void *user_data, int *handle, rm_consum
         reap(s);
         made = std::max(s.next_handle, 1);
         s.next_handle = made + 1;
-        s.consumers.push_back({made, static_cast<long>(getpid()), process_start(getpid())});
+        s.consumers.push_back({made, static_cast<long>(getpid()), tvemul::rm_peers::process_start(getpid())});
         write_state(update.get(), s);
         if (!update.commit()) {
             call.record();
             return RM_ERROR;
         }
     }
-    {
-        std::lock_guard<std::mutex> lock(locals_mutex);
-        locals()[made] = {callback, user_data};
-    }
-    start_listener();
+    tvemul::rm_peers::add_consumer(made, callback, user_data);
     call.record_handle(made);
     tvemul::log(kTag, "consumer %d registered", made);
     *handle = made;
@@ -480,10 +325,7 @@ int rm_unregister(int handle)
             return RM_ERROR_NOT_REGISTERED;
         }
     }
-    {
-        std::lock_guard<std::mutex> lock(locals_mutex);
-        locals().erase(handle);
-    }
+    tvemul::rm_peers::remove_consumer(handle);
     tvemul::log(kTag, "consumer %d unregistered", handle);
     return RM_OK;
 }
