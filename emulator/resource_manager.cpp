@@ -66,6 +66,17 @@ struct RmState {
     }
 };
 
+template <typename T, typename Pred>
+void drop_if(std::vector<T> &items, Pred pred)
+{
+    items.erase(std::remove_if(items.begin(), items.end(), pred), items.end());
+}
+
+bool contains(const std::vector<int> &items, int item)
+{
+    return std::find(items.begin(), items.end(), item) != items.end();
+}
+
 Pool read_pool(GKeyFile *kf)
 {
     Pool pool;
@@ -157,12 +168,8 @@ bool reap(RmState &s)
             dead.push_back(h.handle);  // a hold without a consumer is free
     if (dead.empty())
         return false;
-    auto is_dead = [&](int handle) { return std::find(dead.begin(), dead.end(), handle) != dead.end(); };
-    s.consumers.erase(std::remove_if(s.consumers.begin(), s.consumers.end(),
-                                     [&](const Consumer &c) { return is_dead(c.handle); }),
-                      s.consumers.end());
-    s.held.erase(std::remove_if(s.held.begin(), s.held.end(), [&](const Hold &h) { return is_dead(h.handle); }),
-                 s.held.end());
+    drop_if(s.consumers, [&](const Consumer &c) { return contains(dead, c.handle); });
+    drop_if(s.held, [&](const Hold &h) { return contains(dead, h.handle); });
     for (int handle : dead)
         tvemul::log(kTag, "consumer %d is gone; its devices are free", handle);
     return true;
@@ -183,81 +190,82 @@ void reclaim(const Consumer &holder, int device)
     tvemul::rm_peers::take_back(holder.pid, holder.handle, device, still_held);
 }
 
-enum class Take { Taken, Busy, Failed };
+// One attempt at a decoder.
+struct Take {
+    enum Outcome { Taken, Busy, Failed } outcome = Failed;
+    int device = 0;     // Taken: the decoder; Busy: the oldest allocation's
+    Consumer holder{};  // Busy: the consumer to ask for DEVICE
+    int error = RM_ERROR_RESOURCE_UNAVAILABLE;  // Failed: why
+};
 
-// One free decoder for HANDLE, or the oldest allocation in *victim when
-// every decoder is held. Devices in MINE were taken for the same request
-// and are never asked back for it.
-Take take_free(int handle, const std::vector<int> &mine, int *device, Consumer *victim, int *victim_device,
-               int *error)
+// A free decoder of the pool, else the oldest allocation that is not in
+// MINE (the devices taken for the same request are never asked back).
+Take choose(const RmState &s, const Pool &pool, const std::vector<int> &mine)
+{
+    Take take;
+    for (int i = 0; i < pool.decoders; ++i) {
+        if (!s.holder(pool.first_id + i)) {
+            take.outcome = Take::Taken;
+            take.device = pool.first_id + i;
+            return take;
+        }
+    }
+    for (const Hold &oldest : s.held) {
+        if (!contains(mine, oldest.device)) {
+            take.outcome = Take::Busy;
+            take.device = oldest.device;
+            take.holder = *s.consumer(oldest.handle);
+            return take;
+        }
+    }
+    return take;
+}
+
+// Takes a decoder for HANDLE when one is free.
+Take take_free(int handle, const std::vector<int> &mine)
 {
     tvemul::StateUpdate update;
     RmState s = read_state(update.get());
     const bool reaped = reap(s);
-    const Pool pool = read_pool(update.get());
-    Take result = Take::Failed;
-    if (!s.consumer(handle)) {
-        *error = RM_ERROR_NOT_REGISTERED;
-    } else {
-        for (int i = 0; i < pool.decoders; ++i) {
-            if (!s.holder(pool.first_id + i)) {
-                *device = pool.first_id + i;
-                s.held.push_back({*device, handle});
-                result = Take::Taken;
-                break;
-            }
-        }
-        for (size_t i = 0; result != Take::Taken && i < s.held.size(); ++i) {
-            const Hold &oldest = s.held[i];
-            if (std::find(mine.begin(), mine.end(), oldest.device) != mine.end())
-                continue;
-            *victim_device = oldest.device;
-            *victim = *s.consumer(oldest.handle);
-            result = Take::Busy;
-            break;
-        }
-        if (result == Take::Failed)
-            *error = RM_ERROR_RESOURCE_UNAVAILABLE;
-    }
-    if (reaped || result == Take::Taken) {
+    Take take;
+    if (s.consumer(handle))
+        take = choose(s, read_pool(update.get()), mine);
+    else
+        take.error = RM_ERROR_NOT_REGISTERED;
+    if (take.outcome == Take::Taken)
+        s.held.push_back({take.device, handle});
+    if (reaped || take.outcome == Take::Taken) {
         write_state(update.get(), s);
         update.commit();
     }
-    return result;
+    return take;
 }
 
 int take_device(int handle, const std::vector<int> &mine, int *device)
 {
-    int error = RM_ERROR_RESOURCE_UNAVAILABLE;
-    Consumer victim{};
-    int victim_device = 0;
-    switch (take_free(handle, mine, device, &victim, &victim_device, &error)) {
-    case Take::Taken:
-        return RM_OK;
-    case Take::Failed:
-        return error;
-    case Take::Busy:
-        break;
+    Take take = take_free(handle, mine);
+    if (take.outcome == Take::Busy) {
+        // The state lock is not held here: the holder gives back through
+        // rm_deallocate_resources, perhaps on this very thread.
+        reclaim(take.holder, take.device);
+        const int asked = take.device;
+        take = take_free(handle, mine);
+        if (take.outcome != Take::Taken) {
+            tvemul::log(kTag, "device %d was not given back", asked);
+            return RM_ERROR_RESOURCE_UNAVAILABLE;
+        }
     }
-    // The state lock is not held here: the holder gives back through
-    // rm_deallocate_resources, perhaps on this very thread.
-    reclaim(victim, victim_device);
-    if (take_free(handle, mine, device, &victim, &victim_device, &error) == Take::Taken)
-        return RM_OK;
-    tvemul::log(kTag, "device %d was not given back", victim_device);
-    return RM_ERROR_RESOURCE_UNAVAILABLE;
+    if (take.outcome == Take::Failed)
+        return take.error;
+    *device = take.device;
+    return RM_OK;
 }
 
 void give_back(int handle, const std::vector<int> &devices)
 {
     tvemul::StateUpdate update;
     RmState s = read_state(update.get());
-    s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
-                                [&](const Hold &h) {
-                                    return h.handle == handle &&
-                                           std::find(devices.begin(), devices.end(), h.device) != devices.end();
-                                }),
-                 s.held.end());
+    drop_if(s.held, [&](const Hold &h) { return h.handle == handle && contains(devices, h.device); });
     write_state(update.get(), s);
     update.commit();
 }
@@ -309,12 +317,8 @@ int rm_unregister(int handle)
         const bool reaped = reap(s);
         const bool known = s.consumer(handle) != nullptr;
         if (known) {
-            s.consumers.erase(std::remove_if(s.consumers.begin(), s.consumers.end(),
-                                             [&](const Consumer &c) { return c.handle == handle; }),
-                              s.consumers.end());
-            s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
-                                        [&](const Hold &h) { return h.handle == handle; }),
-                         s.held.end());
+            drop_if(s.consumers, [&](const Consumer &c) { return c.handle == handle; });
+            drop_if(s.held, [&](const Hold &h) { return h.handle == handle; });
         }
         if (known || reaped) {
             write_state(update.get(), s);
@@ -399,9 +403,7 @@ int rm_deallocate_resources(int handle, rm_device_request_s *requests)
     if (rc == RM_OK) {
         for (int i = 0; i < requests->request_num; ++i) {
             const int device = requests->device_id[i];
-            s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
-                                        [&](const Hold &h) { return h.device == device; }),
-                         s.held.end());
+            drop_if(s.held, [&](const Hold &h) { return h.device == device; });
             tvemul::log(kTag, "consumer %d gave device %d back", handle, device);
         }
     }
