@@ -48,10 +48,10 @@ protected:
 
 TEST_F(EmulatorCore, CallsAreLoggedOneLineEachInCallOrder)
 {
-    tvemul::Call("device_power_lock_state").num(3).num(0).record();
-    tvemul::Call("vconf_set_str").text("db/x").text("a b").record();
-    tvemul::Call("rm_register").ptr(this).ptr(nullptr).ptr(nullptr).record_handle(1);
-    tvemul::Call("f").text(nullptr).num(-2147483648LL).record();
+    tvemul::Call("device_power_lock_state", tvemul::Args(3, 0)).record();
+    tvemul::Call("vconf_set_str", tvemul::Args("db/x", "a b")).record();
+    tvemul::Call("rm_register", tvemul::Args(this, nullptr, nullptr)).record_handle(1);
+    tvemul::Call("f", tvemul::Args(static_cast<const char *>(nullptr), -2147483648LL)).record();
     EXPECT_EQ(read("calls.log"),
               "device_power_lock_state 3 0\n"
               "vconf_set_str \"db/x\" \"a b\"\n"
