@@ -154,15 +154,10 @@ int current_battery(Battery *battery)
     return DEVICE_ERROR_NONE;
 }
 
-// One read: recorded, failing on request, else the current battery's value.
+// One read: the current battery's value.
 template <typename Out, typename Field>
 int read_battery(const char *function, Out *out, Field field)
 {
-    tvemul::Call call(function);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
     if (!out)
         return DEVICE_ERROR_INVALID_PARAMETER;
     Battery battery;
@@ -183,33 +178,38 @@ extern "C" {
 
 int device_battery_get_percent(int *percent)
 {
-    return read_battery("device_battery_get_percent", percent, [](const Battery &b) { return b.percent; });
+    TVEMUL_ENTER();
+    return read_battery(__func__, percent, [](const Battery &b) { return b.percent; });
 }
 
 int device_battery_is_charging(bool *charging)
 {
-    return read_battery("device_battery_is_charging", charging, [](const Battery &b) { return b.charging; });
+    TVEMUL_ENTER();
+    return read_battery(__func__, charging, [](const Battery &b) { return b.charging; });
 }
 
 int device_battery_get_status(device_battery_status_e *status)
 {
-    return read_battery("device_battery_get_status", status, [](const Battery &b) { return b.status; });
+    TVEMUL_ENTER();
+    return read_battery(__func__, status, [](const Battery &b) { return b.status; });
 }
 
 int device_battery_get_level_status(device_battery_level_e *status)
 {
-    return read_battery("device_battery_get_level_status", status, [](const Battery &b) { return b.level; });
+    TVEMUL_ENTER();
+    return read_battery(__func__, status, [](const Battery &b) { return b.level; });
 }
 
 int device_battery_get_health(device_battery_health_e *health)
 {
-    return read_battery("device_battery_get_health", health, [](const Battery &b) { return b.health; });
+    TVEMUL_ENTER();
+    return read_battery(__func__, health, [](const Battery &b) { return b.health; });
 }
 
 int device_battery_get_power_source(device_battery_power_source_e *source)
 {
-    return read_battery("device_battery_get_power_source", source,
-                        [](const Battery &b) { return b.power_source; });
+    TVEMUL_ENTER();
+    return read_battery(__func__, source, [](const Battery &b) { return b.power_source; });
 }
 
 }  // extern "C"

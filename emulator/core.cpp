@@ -156,40 +156,34 @@ bool set_str(const char *group, const char *key, const char *value)
     return update.commit();
 }
 
-Call::Call(const char *function) : function_(function), line_(function) {}
-
-Call &Call::num(long long value)
+void Args::put_num(long long value)
 {
-    line_ += ' ';
-    line_ += std::to_string(value);
-    return *this;
+    text_ += ' ';
+    text_ += std::to_string(value);
 }
 
-Call &Call::real(double value)
+void Args::put_real(double value)
 {
     char buf[32];
     const std::to_chars_result r = std::to_chars(buf, buf + sizeof buf, value);
-    line_ += ' ';
-    line_.append(buf, r.ptr);
-    return *this;
+    text_ += ' ';
+    text_.append(buf, r.ptr);
 }
 
-Call &Call::text(const char *value)
+void Args::put_text(const char *value)
 {
     if (!value) {
-        line_ += " null";
-        return *this;
+        text_ += " null";
+        return;
     }
-    line_ += " \"";
-    line_ += value;
-    line_ += '"';
-    return *this;
+    text_ += " \"";
+    text_ += value;
+    text_ += '"';
 }
 
-Call &Call::ptr(const void *value)
+void Args::put_ptr(bool present)
 {
-    line_ += value ? " ptr" : " null";
-    return *this;
+    text_ += present ? " ptr" : " null";
 }
 
 bool Call::failing(long long *result) const
@@ -197,14 +191,14 @@ bool Call::failing(long long *result) const
     return tvemul::failing(function_, result);
 }
 
-void Call::record()
+void Call::record() const
 {
-    append_line(line_);
+    append_line(function_ + args_.text());
 }
 
-void Call::record_handle(long long handle)
+void Call::record_handle(long long handle) const
 {
-    append_line(line_ + " = " + std::to_string(handle));
+    append_line(function_ + args_.text() + " = " + std::to_string(handle));
 }
 
 bool failing(const char *function, long long *result)

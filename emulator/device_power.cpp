@@ -15,17 +15,6 @@ const char kPower[] = "power";
 constexpr int kInvalidParameter = -22;
 constexpr int kOperationFailed = -5;
 
-// Records the call; true when [fail] names it, with what it returns then.
-bool failing(tvemul::Call &call, int *result)
-{
-    call.record();
-    long long forced;
-    if (!call.failing(&forced))
-        return false;
-    *result = static_cast<int>(forced);
-    return true;
-}
-
 bool in_range(int value, int low, int high)
 {
     return value >= low && value <= high;
@@ -45,22 +34,9 @@ int write_state(const char *group, const char *key, int value)
     return 0;
 }
 
-// A getter: the [power] key, or what [fail] forces.
-int get_power(const char *function, const char *key)
-{
-    tvemul::Call call(function);
-    int result;
-    if (failing(call, &result))
-        return result;
-    return read_power(key);
-}
-
 // A request that the development machine must never carry out.
-int request(tvemul::Call &call, const char *what)
+int request(const char *what)
 {
-    int result;
-    if (failing(call, &result))
-        return result;
     tvemul::log(kTag, "%s requested (recorded only)", what);
     return 0;
 }
@@ -71,11 +47,7 @@ extern "C" {
 
 int device_power_set_state(int state, int flag)
 {
-    tvemul::Call call("device_power_set_state");
-    call.num(state).num(flag);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(state, flag);
     if (!in_range(state, 0, 2))
         return kInvalidParameter;
     return write_state(kPower, "state", state);
@@ -83,16 +55,13 @@ int device_power_set_state(int state, int flag)
 
 int device_power_get_state(void)
 {
-    return get_power("device_power_get_state", "state");
+    TVEMUL_ENTER();
+    return read_power("state");
 }
 
 int device_power_lock_state(int state, int timeout_ms)
 {
-    tvemul::Call call("device_power_lock_state");
-    call.num(state).num(timeout_ms);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(state, timeout_ms);
     if (!in_range(state, 0, 3))
         return kInvalidParameter;
     tvemul::log(kTag, "state %d locked for %d ms", state, timeout_ms);
@@ -101,11 +70,7 @@ int device_power_lock_state(int state, int timeout_ms)
 
 int device_power_unlock_state(int state)
 {
-    tvemul::Call call("device_power_unlock_state");
-    call.num(state);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(state);
     if (!in_range(state, 0, 3))
         return kInvalidParameter;
     tvemul::log(kTag, "state %d unlocked", state);
@@ -114,47 +79,37 @@ int device_power_unlock_state(int state)
 
 int device_power_request_poweroff(int request_word)
 {
-    tvemul::Call call("device_power_request_poweroff");
-    call.num(request_word);
-    return request(call, "power-off");
+    TVEMUL_ENTER(request_word);
+    return request("power-off");
 }
 
 int device_power_request_reboot(int request_word)
 {
-    tvemul::Call call("device_power_request_reboot");
-    call.num(request_word);
-    return request(call, "reboot");
+    TVEMUL_ENTER(request_word);
+    return request("reboot");
 }
 
 int device_power_set_wakeup_reason(int reason)
 {
-    tvemul::Call call("device_power_set_wakeup_reason");
-    call.num(reason);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(reason);
     return write_state(kPower, "wakeup_reason", reason);
 }
 
 int device_power_get_wakeup_reason(void)
 {
-    return get_power("device_power_get_wakeup_reason", "wakeup_reason");
+    TVEMUL_ENTER();
+    return read_power("wakeup_reason");
 }
 
 int device_power_set_direct_lpm_entry_mode(int wakeup_reason)
 {
-    tvemul::Call call("device_power_set_direct_lpm_entry_mode");
-    call.num(wakeup_reason);
-    return request(call, "direct low-power mode");
+    TVEMUL_ENTER(wakeup_reason);
+    return request("direct low-power mode");
 }
 
 int device_power_set_ambient_mode(int mode)
 {
-    tvemul::Call call("device_power_set_ambient_mode");
-    call.num(mode);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(mode);
     if (!in_range(mode, 0, 3))
         return kInvalidParameter;
     return write_state(kPower, "ambient_mode", mode);
@@ -163,11 +118,7 @@ int device_power_set_ambient_mode(int mode)
 int device_power_request_ambient_mode_change(int mode, device_power_ambient_change_cb callback,
                                              void *user_data)
 {
-    tvemul::Call call("device_power_request_ambient_mode_change");
-    call.num(mode).ptr(reinterpret_cast<const void *>(callback)).ptr(user_data);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(mode, callback, user_data);
     if (!in_range(mode, 0, 3) || !callback)
         return kInvalidParameter;
 
@@ -183,47 +134,37 @@ int device_power_request_ambient_mode_change(int mode, device_power_ambient_chan
 
 int device_power_get_ambient_mode(void)
 {
-    return get_power("device_power_get_ambient_mode", "ambient_mode");
+    TVEMUL_ENTER();
+    return read_power("ambient_mode");
 }
 
 int device_power_set_ambient_mode_type(int type)
 {
-    tvemul::Call call("device_power_set_ambient_mode_type");
-    call.num(type);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(type);
     return write_state(kPower, "ambient_type", type);
 }
 
 int device_power_unset_ambient_mode_type(int type)
 {
-    tvemul::Call call("device_power_unset_ambient_mode_type");
-    call.num(type);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(type);
     return write_state(kPower, "ambient_type", 0);
 }
 
 int device_power_get_ambient_type(void)
 {
-    return get_power("device_power_get_ambient_type", "ambient_type");
+    TVEMUL_ENTER();
+    return read_power("ambient_type");
 }
 
 int device_power_request_ambient_poweroff(void)
 {
-    tvemul::Call call("device_power_request_ambient_poweroff");
-    return request(call, "ambient power-off");
+    TVEMUL_ENTER();
+    return request("ambient power-off");
 }
 
 int device_set_screen_state(int state)
 {
-    tvemul::Call call("device_set_screen_state");
-    call.num(state);
-    int result;
-    if (failing(call, &result))
-        return result;
+    TVEMUL_ENTER(state);
     if (!in_range(state, 0, 1))
         return kInvalidParameter;
     return write_state("panel", "screen", state);

@@ -5,19 +5,32 @@
 
 namespace {
 
-int automation_call(const char *function)
+int done(const char *function)
 {
-    tvemul::Call call(function);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
     tvemul::log("FACTORY_AUTOMATION", "%s: done", function);
     return 0;
 }
 
 }  // namespace
 
-extern "C" int input_packet_data(void) { return automation_call("input_packet_data"); }
-extern "C" int input_multiple_packet_data(void) { return automation_call("input_multiple_packet_data"); }
-extern "C" int input_ir_blaster(void) { return automation_call("input_ir_blaster"); }
+extern "C" {
+
+int input_packet_data(void)
+{
+    TVEMUL_ENTER();
+    return done(__func__);
+}
+
+int input_multiple_packet_data(void)
+{
+    TVEMUL_ENTER();
+    return done(__func__);
+}
+
+int input_ir_blaster(void)
+{
+    TVEMUL_ENTER();
+    return done(__func__);
+}
+
+}  // extern "C"

@@ -29,11 +29,7 @@ extern "C" {
 
 int factory_debug_display_menu(void)
 {
-    tvemul::Call call("factory_debug_display_menu");
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER();
     fputs(kMenu, stdout);
     tvemul::log(kTag, "debug menu shown");
     return 0;
@@ -41,22 +37,14 @@ int factory_debug_display_menu(void)
 
 int factory_debug_select_menu(int choice)
 {
-    tvemul::Call call("factory_debug_select_menu");
-    call.num(choice).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(choice);
     tvemul::log(kTag, "debug menu entry %d", choice);
     return 0;
 }
 
 int factory_reset(int mode)
 {
-    tvemul::Call call("factory_reset");
-    call.num(mode).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(mode);
     tvemul::KeyFile kf = tvemul::load_state();
     const int reset = static_cast<int>(tvemul::get_int(kf.get(), "factory", "reset_result", 1));
     tvemul::log(kTag, "factory reset (mode %d) requested: recorded, not carried out; result %d", mode, reset);

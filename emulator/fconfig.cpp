@@ -47,33 +47,26 @@ int find(GKeyFile *kf, const char *name, Item *item)
     return result;
 }
 
-// Fetches NAME for a getter that wants TYPE; 0 or the negative result.
-int fetch(tvemul::Call &call, const char *name, const char *type, std::string *value)
+// Fetches NAME for the getter FUNCTION, which wants TYPE; 0 or the negative
+// result.
+int fetch(const char *function, const char *name, const char *type, std::string *value)
 {
-    call.record();
-    long long failed;
-    if (call.failing(&failed))
-        return static_cast<int>(failed);
     tvemul::KeyFile kf = tvemul::load_state();
     Item item;
     int result = find(kf.get(), name, &item);
     if (result == 0 && item.type != type)
         result = -EINVAL;
     if (result < 0) {
-        tvemul::log(kTag, "%s: %s refused (%d)", call.function(), name ? name : "(null)", result);
+        tvemul::log(kTag, "%s: %s refused (%d)", function, name ? name : "(null)", result);
         return result;
     }
     *value = item.value;
     return 0;
 }
 
-// Writes VALUE to NAME, which must exist with TYPE.
-int store(tvemul::Call &call, const char *name, const char *type, const std::string &value)
+// Writes VALUE to NAME for the setter FUNCTION; NAME must exist with TYPE.
+int store(const char *function, const char *name, const char *type, const std::string &value)
 {
-    call.record();
-    long long failed;
-    if (call.failing(&failed))
-        return static_cast<int>(failed);
     tvemul::StateUpdate update;
     Item item;
     int result = find(update.get(), name, &item);
@@ -86,9 +79,9 @@ int store(tvemul::Call &call, const char *name, const char *type, const std::str
             result = -EIO;
     }
     if (result < 0)
-        tvemul::log(kTag, "%s: %s refused (%d)", call.function(), name ? name : "(null)", result);
+        tvemul::log(kTag, "%s: %s refused (%d)", function, name ? name : "(null)", result);
     else
-        tvemul::log(kTag, "%s: %s = %s", call.function(), name, value.c_str());
+        tvemul::log(kTag, "%s: %s = %s", function, name, value.c_str());
     return result;
 }
 
@@ -98,11 +91,7 @@ extern "C" {
 
 char *fconfig_get_type(const char *name)
 {
-    tvemul::Call call("fconfig_get_type");
-    call.text(name).record();
-    long long failed;
-    if (call.failing(&failed))
-        return nullptr;
+    TVEMUL_ENTER(name);
     tvemul::KeyFile kf = tvemul::load_state();
     Item item;
     const int result = find(kf.get(), name, &item);
@@ -116,10 +105,9 @@ char *fconfig_get_type(const char *name)
 
 int fconfig_get_bool(const char *name, bool *value)
 {
-    tvemul::Call call("fconfig_get_bool");
-    call.text(name);
+    TVEMUL_ENTER(name);
     std::string text;
-    const int result = fetch(call, name, kBoolean, &text);
+    const int result = fetch(__func__, name, kBoolean, &text);
     if (result < 0)
         return result;
     if (!value || (text != "true" && text != "false")) {
@@ -133,10 +121,9 @@ int fconfig_get_bool(const char *name, bool *value)
 
 int fconfig_get_int(const char *name, int *value)
 {
-    tvemul::Call call("fconfig_get_int");
-    call.text(name);
+    TVEMUL_ENTER(name);
     std::string text;
-    const int result = fetch(call, name, kInt, &text);
+    const int result = fetch(__func__, name, kInt, &text);
     if (result < 0)
         return result;
     const char *s = text.c_str();
@@ -154,10 +141,9 @@ int fconfig_get_int(const char *name, int *value)
 
 char *fconfig_get_str(const char *name)
 {
-    tvemul::Call call("fconfig_get_str");
-    call.text(name);
+    TVEMUL_ENTER(name);
     std::string text;
-    if (fetch(call, name, kString, &text) < 0)
+    if (fetch(__func__, name, kString, &text) < 0)
         return nullptr;
     tvemul::log(kTag, "fconfig_get_str: %s = %s", name, text.c_str());
     return strdup(text.c_str());
@@ -165,28 +151,26 @@ char *fconfig_get_str(const char *name)
 
 int fconfig_set_bool(const char *name, bool value)
 {
-    tvemul::Call call("fconfig_set_bool");
-    call.text(name).num(value);
-    return store(call, name, kBoolean, value ? "true" : "false");
+    TVEMUL_ENTER(name, value);
+    return store(__func__, name, kBoolean, value ? "true" : "false");
 }
 
 int fconfig_set_int(const char *name, int value)
 {
-    tvemul::Call call("fconfig_set_int");
-    call.text(name).num(value);
-    return store(call, name, kInt, std::to_string(value));
+    TVEMUL_ENTER(name, value);
+    return store(__func__, name, kInt, std::to_string(value));
 }
 
 int fconfig_set_str(const char *name, const char *value)
 {
-    tvemul::Call call("fconfig_set_str");
-    call.text(name).text(value);
     if (!value) {
-        call.record();
+        // A missing value is refused before [fail] is consulted.
+        TVEMUL_RECORD(name, value);
         tvemul::log(kTag, "fconfig_set_str: %s refused (no value)", name ? name : "(null)");
         return -EINVAL;
     }
-    return store(call, name, kString, value);
+    TVEMUL_ENTER(name, value);
+    return store(__func__, name, kString, value);
 }
 
 }  // extern "C"

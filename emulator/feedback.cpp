@@ -24,11 +24,7 @@ extern "C" {
 
 int feedback_initialize(void)
 {
-    tvemul::Call call("feedback_initialize");
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER();
     std::lock_guard<std::mutex> lock(init_mutex);
     ++init_count;
     tvemul::log(kTag, "initialized (%d)", init_count);
@@ -37,11 +33,7 @@ int feedback_initialize(void)
 
 int feedback_play(feedback_pattern_e pattern)
 {
-    tvemul::Call call("feedback_play");
-    call.num(pattern).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(pattern);
     if (!initialized())
         return FEEDBACK_ERROR_NOT_INITIALIZED;
     if (pattern < 0 || pattern >= FEEDBACK_PATTERN_END)
@@ -52,11 +44,7 @@ int feedback_play(feedback_pattern_e pattern)
 
 int feedback_deinitialize(void)
 {
-    tvemul::Call call("feedback_deinitialize");
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER();
     std::lock_guard<std::mutex> lock(init_mutex);
     if (init_count == 0)
         return FEEDBACK_ERROR_NOT_INITIALIZED;

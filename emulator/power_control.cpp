@@ -4,11 +4,7 @@
 
 extern "C" int ppi_powercontrol_set_auto_resume(int wakeup_reason)
 {
-    tvemul::Call call("ppi_powercontrol_set_auto_resume");
-    call.num(wakeup_reason).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(wakeup_reason);
     if (!tvemul::set_int("power", "auto_resume", wakeup_reason))
         return -5;
     tvemul::log("PPI_POWERCONTROL", "auto resume with wakeup reason %d", wakeup_reason);

@@ -5,11 +5,7 @@
 
 extern "C" int rc_switch_best_quality_zone(int current_zone_id, int next_zone_id)
 {
-    tvemul::Call call("rc_switch_best_quality_zone");
-    call.num(current_zone_id).num(next_zone_id).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(current_zone_id, next_zone_id);
     if (current_zone_id < 0 || next_zone_id < 0)
         return -1;
     if (!tvemul::set_int("rm-state", "best_quality_zone", next_zone_id))

@@ -19,16 +19,9 @@ extern "C" {
 
 int ri_get_capable_video_category_id(ri_video_category_option_request_s *option)
 {
-    tvemul::Call call("ri_get_capable_video_category_id");
-    if (option)
-        call.text(option->codec_name).num(option->color_depth).num(option->h_size).num(option->v_size)
-            .num(option->framerate).num(option->sampling_format);
-    else
-        call.ptr(nullptr);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(option ? tvemul::Args(option->codec_name, option->color_depth, option->h_size, option->v_size,
+                                       option->framerate, option->sampling_format)
+                        : tvemul::Args(option));
     if (!option)
         return -1;
     const int category = category_option("video_category_option", 1);
@@ -40,11 +33,7 @@ int ri_get_capable_video_category_id(ri_video_category_option_request_s *option)
 
 int ri_get_jpeg_category_id(const char *codec_name, int h_size)
 {
-    tvemul::Call call("ri_get_jpeg_category_id");
-    call.text(codec_name).num(h_size).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(codec_name, h_size);
     const int category = category_option("jpeg_category_option", 2);
     tvemul::log(kTag, "jpeg %s %d -> category option %d", codec_name ? codec_name : "(none)", h_size, category);
     return category;
@@ -52,11 +41,7 @@ int ri_get_jpeg_category_id(const char *codec_name, int h_size)
 
 int ri_get_sub_jpeg_category_id(const char *codec_name, int w_size, int h_size)
 {
-    tvemul::Call call("ri_get_sub_jpeg_category_id");
-    call.text(codec_name).num(w_size).num(h_size).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(codec_name, w_size, h_size);
     const int category = category_option("sub_jpeg_category_option", 3);
     tvemul::log(kTag, "sub jpeg %s %dx%d -> category option %d", codec_name ? codec_name : "(none)", w_size,
                 h_size, category);

@@ -7,27 +7,19 @@
 //   held=10:1;                            device:handle, oldest allocation first
 //
 // A held device is taken back from its consumer through the consumer's
-// callback: directly when the consumer lives in the calling process, else
-// through a FIFO read by a thread of the owning process.
-#include <fcntl.h>
-#include <sys/stat.h>
+// callback, in whichever process registered it (rm_peers.cpp).
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
-#include <mutex>
-#include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "rm_api.h"
+#include "rm_peers.h"
 #include "tvemul.h"
 
 namespace {
@@ -73,6 +65,17 @@ struct RmState {
         return nullptr;
     }
 };
+
+template <typename T, typename Pred>
+void drop_if(std::vector<T> &items, Pred pred)
+{
+    items.erase(std::remove_if(items.begin(), items.end(), pred), items.end());
+}
+
+bool contains(const std::vector<int> &items, int item)
+{
+    return std::find(items.begin(), items.end(), item) != items.end();
+}
 
 Pool read_pool(GKeyFile *kf)
 {
@@ -147,41 +150,9 @@ void write_state(GKeyFile *kf, const RmState &s)
     set_list(kf, "held", items);
 }
 
-// Start time of a process in clock ticks since boot, 0 when it is gone:
-// together with the pid it names one process even after the pid is reused.
-unsigned long long process_start(long pid)
-{
-    // Relative to /proc: a user-mode emulator of another processor answers
-    // "/proc/<own pid>/stat" with figures of its own, and the start time a
-    // process records for itself must match what the others read.
-    std::string stat;
-    const int proc = open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const int fd = proc < 0 ? -1 : openat(proc, (std::to_string(pid) + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
-    if (proc >= 0)
-        close(proc);
-    if (fd >= 0) {
-        char buf[1024];
-        ssize_t n;
-        while ((n = read(fd, buf, sizeof buf)) > 0)
-            stat.append(buf, static_cast<size_t>(n));
-        close(fd);
-    }
-    const size_t paren = stat.rfind(')');
-    if (paren == std::string::npos)
-        return 0;
-    std::istringstream fields(stat.substr(paren + 1));
-    std::string field;
-    // Field 22 is the start time; fields 1 and 2 precede the ')'.
-    for (int i = 3; i <= 22 && fields >> field; ++i) {
-        if (i == 22)
-            return strtoull(field.c_str(), nullptr, 10);
-    }
-    return 0;
-}
-
 bool alive(const Consumer &c)
 {
-    return process_start(c.pid) == c.start;
+    return tvemul::rm_peers::process_start(c.pid) == c.start;
 }
 
 // A consumer whose process has ended is dropped with everything it held, as
@@ -197,113 +168,11 @@ bool reap(RmState &s)
             dead.push_back(h.handle);  // a hold without a consumer is free
     if (dead.empty())
         return false;
-    auto is_dead = [&](int handle) { return std::find(dead.begin(), dead.end(), handle) != dead.end(); };
-    s.consumers.erase(std::remove_if(s.consumers.begin(), s.consumers.end(),
-                                     [&](const Consumer &c) { return is_dead(c.handle); }),
-                      s.consumers.end());
-    s.held.erase(std::remove_if(s.held.begin(), s.held.end(), [&](const Hold &h) { return is_dead(h.handle); }),
-                 s.held.end());
+    drop_if(s.consumers, [&](const Consumer &c) { return contains(dead, c.handle); });
+    drop_if(s.held, [&](const Hold &h) { return contains(dead, h.handle); });
     for (int handle : dead)
         tvemul::log(kTag, "consumer %d is gone; its devices are free", handle);
     return true;
-}
-
-// Consumers registered by this process.
-struct Local {
-    rm_resource_cb callback;
-    void *user_data;
-};
-std::mutex locals_mutex;
-std::map<int, Local> &locals()
-{
-    static std::map<int, Local> map;
-    return map;
-}
-
-bool local_callback(int handle, Local *local)
-{
-    std::lock_guard<std::mutex> lock(locals_mutex);
-    auto it = locals().find(handle);
-    if (it == locals().end())
-        return false;
-    *local = it->second;
-    return true;
-}
-
-void call_back(int handle, int device)
-{
-    Local local{};
-    if (!local_callback(handle, &local) || !local.callback)
-        return;
-    rm_device_request_s request{};
-    request.request_num = 1;
-    request.device_id[0] = device;
-    local.callback(handle, RM_CALLBACK_TYPE_RESOURCE_CONFLICT, &request, local.user_data);
-}
-
-std::string fifo_path(long pid)
-{
-    return tvemul::state_file(("rm-consumer-" + std::to_string(pid) + ".fifo").c_str());
-}
-
-// Removes this process's FIFO when the process ends normally.
-struct FifoCleanup {
-    std::string path;
-    ~FifoCleanup()
-    {
-        if (!path.empty())
-            unlink(path.c_str());
-    }
-};
-
-void listen(int fd)
-{
-    std::string pending;
-    char buf[256];
-    for (;;) {
-        ssize_t n = read(fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return;
-        pending.append(buf, static_cast<size_t>(n));
-        size_t end;
-        while ((end = pending.find('\n')) != std::string::npos) {
-            int handle = 0, device = 0;
-            if (sscanf(pending.substr(0, end).c_str(), "%d %d", &handle, &device) == 2)
-                call_back(handle, device);
-            pending.erase(0, end + 1);
-        }
-    }
-}
-
-void start_listener()
-{
-    static std::once_flag once;
-    static FifoCleanup cleanup;
-    std::call_once(once, [] {
-        const std::string path = fifo_path(getpid());
-        unlink(path.c_str());
-        if (mkfifo(path.c_str(), 0600) != 0)
-            return;
-        // Opened for writing as well, so that the read never sees an end.
-        int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
-        if (fd < 0)
-            return;
-        cleanup.path = path;
-        std::thread(listen, fd).detach();
-    });
-}
-
-bool ask_other_process(const Consumer &holder, int device)
-{
-    int fd = open(fifo_path(holder.pid).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    const std::string line = std::to_string(holder.handle) + " " + std::to_string(device) + "\n";
-    const bool sent = write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
-    close(fd);
-    return sent;
 }
 
 bool still_held(int device, int handle)
@@ -314,101 +183,89 @@ bool still_held(int device, int handle)
     return h && h->handle == handle;
 }
 
-// Asks HOLDER to give DEVICE back and waits until it has, or gives up.
+// Asks HOLDER to give DEVICE back, in whichever process it lives.
 void reclaim(const Consumer &holder, int device)
 {
     tvemul::log(kTag, "resource conflict: taking device %d back from consumer %d", device, holder.handle);
-    if (holder.pid == getpid()) {
-        call_back(holder.handle, device);
-        return;
-    }
-    if (!ask_other_process(holder, device))
-        return;
-    long long timeout_ms;
-    {
-        tvemul::KeyFile kf = tvemul::load_state();
-        timeout_ms = tvemul::get_int(kf.get(), "rm", "conflict_timeout_ms", 3000);
-    }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (still_held(device, holder.handle) && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    tvemul::rm_peers::take_back(holder.pid, holder.handle, device, still_held);
 }
 
-enum class Take { Taken, Busy, Failed };
+// One attempt at a decoder.
+struct Take {
+    enum Outcome { Taken, Busy, Failed } outcome = Failed;
+    int device = 0;     // Taken: the decoder; Busy: the oldest allocation's
+    Consumer holder{};  // Busy: the consumer to ask for DEVICE
+    int error = RM_ERROR_RESOURCE_UNAVAILABLE;  // Failed: why
+};
 
-// One free decoder for HANDLE, or the oldest allocation in *victim when
-// every decoder is held. Devices in MINE were taken for the same request
-// and are never asked back for it.
-Take take_free(int handle, const std::vector<int> &mine, int *device, Consumer *victim, int *victim_device,
-               int *error)
+// A free decoder of the pool, else the oldest allocation that is not in
+// MINE (the devices taken for the same request are never asked back).
+Take choose(const RmState &s, const Pool &pool, const std::vector<int> &mine)
+{
+    Take take;
+    for (int i = 0; i < pool.decoders; ++i) {
+        if (!s.holder(pool.first_id + i)) {
+            take.outcome = Take::Taken;
+            take.device = pool.first_id + i;
+            return take;
+        }
+    }
+    for (const Hold &oldest : s.held) {
+        if (!contains(mine, oldest.device)) {
+            take.outcome = Take::Busy;
+            take.device = oldest.device;
+            take.holder = *s.consumer(oldest.handle);
+            return take;
+        }
+    }
+    return take;
+}
+
+// Takes a decoder for HANDLE when one is free.
+Take take_free(int handle, const std::vector<int> &mine)
 {
     tvemul::StateUpdate update;
     RmState s = read_state(update.get());
     const bool reaped = reap(s);
-    const Pool pool = read_pool(update.get());
-    Take result = Take::Failed;
-    if (!s.consumer(handle)) {
-        *error = RM_ERROR_NOT_REGISTERED;
-    } else {
-        for (int i = 0; i < pool.decoders; ++i) {
-            if (!s.holder(pool.first_id + i)) {
-                *device = pool.first_id + i;
-                s.held.push_back({*device, handle});
-                result = Take::Taken;
-                break;
-            }
-        }
-        for (size_t i = 0; result != Take::Taken && i < s.held.size(); ++i) {
-            const Hold &oldest = s.held[i];
-            if (std::find(mine.begin(), mine.end(), oldest.device) != mine.end())
-                continue;
-            *victim_device = oldest.device;
-            *victim = *s.consumer(oldest.handle);
-            result = Take::Busy;
-            break;
-        }
-        if (result == Take::Failed)
-            *error = RM_ERROR_RESOURCE_UNAVAILABLE;
-    }
-    if (reaped || result == Take::Taken) {
+    Take take;
+    if (s.consumer(handle))
+        take = choose(s, read_pool(update.get()), mine);
+    else
+        take.error = RM_ERROR_NOT_REGISTERED;
+    if (take.outcome == Take::Taken)
+        s.held.push_back({take.device, handle});
+    if (reaped || take.outcome == Take::Taken) {
         write_state(update.get(), s);
         update.commit();
     }
-    return result;
+    return take;
 }
 
 int take_device(int handle, const std::vector<int> &mine, int *device)
 {
-    int error = RM_ERROR_RESOURCE_UNAVAILABLE;
-    Consumer victim{};
-    int victim_device = 0;
-    switch (take_free(handle, mine, device, &victim, &victim_device, &error)) {
-    case Take::Taken:
-        return RM_OK;
-    case Take::Failed:
-        return error;
-    case Take::Busy:
-        break;
+    Take take = take_free(handle, mine);
+    if (take.outcome == Take::Busy) {
+        // The state lock is not held here: the holder gives back through
+        // rm_deallocate_resources, perhaps on this very thread.
+        reclaim(take.holder, take.device);
+        const int asked = take.device;
+        take = take_free(handle, mine);
+        if (take.outcome != Take::Taken) {
+            tvemul::log(kTag, "device %d was not given back", asked);
+            return RM_ERROR_RESOURCE_UNAVAILABLE;
+        }
     }
-    // The state lock is not held here: the holder gives back through
-    // rm_deallocate_resources, perhaps on this very thread.
-    reclaim(victim, victim_device);
-    if (take_free(handle, mine, device, &victim, &victim_device, &error) == Take::Taken)
-        return RM_OK;
-    tvemul::log(kTag, "device %d was not given back", victim_device);
-    return RM_ERROR_RESOURCE_UNAVAILABLE;
+    if (take.outcome == Take::Failed)
+        return take.error;
+    *device = take.device;
+    return RM_OK;
 }
 
 void give_back(int handle, const std::vector<int> &devices)
 {
     tvemul::StateUpdate update;
     RmState s = read_state(update.get());
-    s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
-                                [&](const Hold &h) {
-                                    return h.handle == handle &&
-                                           std::find(devices.begin(), devices.end(), h.device) != devices.end();
-                                }),
-                 s.held.end());
+    drop_if(s.held, [&](const Hold &h) { return h.handle == handle && contains(devices, h.device); });
     write_state(update.get(), s);
     update.commit();
 }
@@ -419,8 +276,8 @@ extern "C" {
 
 int rm_register(rm_resource_cb callback, void *user_data, int *handle, rm_consumer_info *consumer_info)
 {
-    tvemul::Call call("rm_register");
-    call.ptr(reinterpret_cast<const void *>(callback)).ptr(user_data).ptr(consumer_info);
+    // Written after the fact: a registration's line ends with its handle.
+    const tvemul::Call call(__func__, tvemul::Args(callback, user_data, consumer_info));
     long long result;
     if (call.failing(&result)) {
         call.record();
@@ -437,18 +294,14 @@ int rm_register(rm_resource_cb callback, void *user_data, int *handle, rm_consum
         reap(s);
         made = std::max(s.next_handle, 1);
         s.next_handle = made + 1;
-        s.consumers.push_back({made, static_cast<long>(getpid()), process_start(getpid())});
+        s.consumers.push_back({made, static_cast<long>(getpid()), tvemul::rm_peers::process_start(getpid())});
         write_state(update.get(), s);
         if (!update.commit()) {
             call.record();
             return RM_ERROR;
         }
     }
-    {
-        std::lock_guard<std::mutex> lock(locals_mutex);
-        locals()[made] = {callback, user_data};
-    }
-    start_listener();
+    tvemul::rm_peers::add_consumer(made, callback, user_data);
     call.record_handle(made);
     tvemul::log(kTag, "consumer %d registered", made);
     *handle = made;
@@ -457,23 +310,15 @@ int rm_register(rm_resource_cb callback, void *user_data, int *handle, rm_consum
 
 int rm_unregister(int handle)
 {
-    tvemul::Call call("rm_unregister");
-    call.num(handle).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(handle);
     {
         tvemul::StateUpdate update;
         RmState s = read_state(update.get());
         const bool reaped = reap(s);
         const bool known = s.consumer(handle) != nullptr;
         if (known) {
-            s.consumers.erase(std::remove_if(s.consumers.begin(), s.consumers.end(),
-                                             [&](const Consumer &c) { return c.handle == handle; }),
-                              s.consumers.end());
-            s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
-                                        [&](const Hold &h) { return h.handle == handle; }),
-                         s.held.end());
+            drop_if(s.consumers, [&](const Consumer &c) { return c.handle == handle; });
+            drop_if(s.held, [&](const Hold &h) { return h.handle == handle; });
         }
         if (known || reaped) {
             write_state(update.get(), s);
@@ -484,27 +329,16 @@ int rm_unregister(int handle)
             return RM_ERROR_NOT_REGISTERED;
         }
     }
-    {
-        std::lock_guard<std::mutex> lock(locals_mutex);
-        locals().erase(handle);
-    }
+    tvemul::rm_peers::remove_consumer(handle);
     tvemul::log(kTag, "consumer %d unregistered", handle);
     return RM_OK;
 }
 
 int rm_allocate_resources(int handle, const rm_category_request_s *requests, rm_device_return_s *devices)
 {
-    tvemul::Call call("rm_allocate_resources");
-    call.num(handle);
-    if (requests)
-        call.num(requests->request_num).num(requests->category_id[0]).num(requests->category_option[0])
-            .num(requests->state[0]);
-    else
-        call.ptr(nullptr);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(handle, requests ? tvemul::Args(requests->request_num, requests->category_id[0],
+                                                 requests->category_option[0], requests->state[0])
+                                  : tvemul::Args(requests));
     if (!requests || !devices || requests->request_num < 1 || requests->request_num > RM_REQUEST_MAX)
         return RM_ERROR_INVALID_PARAMETER;
     const int count = requests->request_num;
@@ -545,16 +379,8 @@ int rm_allocate_resources(int handle, const rm_category_request_s *requests, rm_
 
 int rm_deallocate_resources(int handle, rm_device_request_s *requests)
 {
-    tvemul::Call call("rm_deallocate_resources");
-    call.num(handle);
-    if (requests)
-        call.num(requests->request_num).num(requests->device_id[0]);
-    else
-        call.ptr(nullptr);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(handle,
+                 requests ? tvemul::Args(requests->request_num, requests->device_id[0]) : tvemul::Args(requests));
     if (!requests || requests->request_num < 1 || requests->request_num > RM_REQUEST_MAX)
         return RM_ERROR_INVALID_PARAMETER;
 
@@ -577,9 +403,7 @@ int rm_deallocate_resources(int handle, rm_device_request_s *requests)
     if (rc == RM_OK) {
         for (int i = 0; i < requests->request_num; ++i) {
             const int device = requests->device_id[i];
-            s.held.erase(std::remove_if(s.held.begin(), s.held.end(),
-                                        [&](const Hold &h) { return h.device == device; }),
-                         s.held.end());
+            drop_if(s.held, [&](const Hold &h) { return h.device == device; });
             tvemul::log(kTag, "consumer %d gave device %d back", handle, device);
         }
     }

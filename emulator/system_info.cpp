@@ -6,12 +6,7 @@
 
 extern "C" int system_info_debug(void)
 {
-    tvemul::Call call("system_info_debug");
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
-
+    TVEMUL_ENTER();
     tvemul::log("SYSTEM_INFO", "system_info_debug: dump requested");
     fputs("--- system information (emulated) ---\n"
           "platform name    : Tizen\n"

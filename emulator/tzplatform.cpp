@@ -6,11 +6,7 @@
 
 extern "C" const char *tzplatform_mkpath(enum tzplatform_variable id, const char *suffix)
 {
-    tvemul::Call call("tzplatform_mkpath");
-    call.num(id).text(suffix).record();
-    long long ignored;
-    if (call.failing(&ignored))
-        return nullptr;
+    TVEMUL_ENTER(id, suffix);
     if (id != TZ_SYS_BIN)
         return nullptr;
 

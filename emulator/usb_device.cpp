@@ -333,36 +333,20 @@ bool of_class(const usb_device_s &device, int device_class)
     return device_class == USB_CLASS_ALL || device.numbers.at("class") == device_class;
 }
 
-// Getters and the list walk are not recorded, but fail on request too.
-int number(const char *function, usb_device_h device, const char *key)
+int number(usb_device_h device, const char *key)
 {
-    long long result;
-    if (tvemul::failing(function, &result))
-        return static_cast<int>(result);
     if (!device)
         return -1;
     auto it = device->numbers.find(key);
     return it == device->numbers.end() ? -1 : static_cast<int>(it->second);
 }
 
-char *text(const char *function, usb_device_h device, const char *key)
+char *text(usb_device_h device, const char *key)
 {
-    long long result;
-    if (tvemul::failing(function, &result) || !device)
+    if (!device)
         return nullptr;
     auto it = device->texts.find(key);
     return it == device->texts.end() ? nullptr : const_cast<char *>(it->second.c_str());
-}
-
-int simple_call(const char *function)
-{
-    tvemul::Call call(function);
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
-    tvemul::log(kTag, "%s", function);
-    return 0;
 }
 
 }  // namespace
@@ -371,17 +355,15 @@ extern "C" {
 
 int usb_device_init(void)
 {
-    return simple_call("usb_device_init");
+    TVEMUL_ENTER();
+    tvemul::log(kTag, "%s", __func__);
+    return 0;
 }
 
 int usb_device_fini(void)
 {
-    tvemul::Call call("usb_device_fini");
-    call.record();
-    long long failed;
-    if (call.failing(&failed))
-        return static_cast<int>(failed);  // a failing fini releases nothing
-    tvemul::log(kTag, "usb_device_fini");
+    TVEMUL_ENTER();  // a failing fini releases nothing
+    tvemul::log(kTag, "%s", __func__);
     std::lock_guard<std::mutex> lock(lists_mutex);
     for (usb_device_list_s *list : live_lists())
         delete list;
@@ -391,11 +373,7 @@ int usb_device_fini(void)
 
 int usb_device_get_device_list(usb_class_e device_class, usb_device_list_h *list)
 {
-    tvemul::Call call("usb_device_get_device_list");
-    call.num(device_class).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(device_class);
     if (!list)
         return -1;
     auto made = new usb_device_list_s;
@@ -411,11 +389,10 @@ int usb_device_get_device_list(usb_class_e device_class, usb_device_list_h *list
     return 0;
 }
 
+// The list walk and the getters are not written to calls.log.
 int usb_device_free_device_list(usb_device_list_h list)
 {
-    long long result;
-    if (tvemul::failing(__func__, &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     std::lock_guard<std::mutex> lock(lists_mutex);
     if (!list || !live_lists().erase(list))
         return -1;
@@ -425,17 +402,13 @@ int usb_device_free_device_list(usb_device_list_h list)
 
 int usb_device_list_get_count(usb_device_list_h list)
 {
-    long long result;
-    if (tvemul::failing(__func__, &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     return list ? static_cast<int>(list->devices.size()) : -1;
 }
 
 int usb_device_list_get_first(usb_device_list_h list, usb_device_h *device)
 {
-    long long result;
-    if (tvemul::failing(__func__, &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     if (!list || !device || list->devices.empty())
         return -1;
     list->next = 1;
@@ -445,47 +418,41 @@ int usb_device_list_get_first(usb_device_list_h list, usb_device_h *device)
 
 int usb_device_list_get_next(usb_device_list_h list, usb_device_h *device)
 {
-    long long result;
-    if (tvemul::failing(__func__, &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     if (!list || !device || list->next >= list->devices.size())
         return -1;
     *device = list->devices[list->next++].get();
     return 0;
 }
 
-int usb_device_get_class(usb_device_h device) { return number(__func__, device, "class"); }
-int usb_device_get_sub_class(usb_device_h device) { return number(__func__, device, "sub_class"); }
-int usb_device_get_protocol(usb_device_h device) { return number(__func__, device, "protocol"); }
-int usb_device_get_vendor_id(usb_device_h device) { return number(__func__, device, "vendor_id"); }
-int usb_device_get_product_id(usb_device_h device) { return number(__func__, device, "product_id"); }
-int usb_device_get_bus(usb_device_h device) { return number(__func__, device, "bus"); }
-int usb_device_get_address(usb_device_h device) { return number(__func__, device, "address"); }
-int usb_device_get_number(usb_device_h device) { return number(__func__, device, "number"); }
-int usb_device_get_port(usb_device_h device) { return number(__func__, device, "port"); }
+int usb_device_get_class(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "class"); }
+int usb_device_get_sub_class(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "sub_class"); }
+int usb_device_get_protocol(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "protocol"); }
+int usb_device_get_vendor_id(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "vendor_id"); }
+int usb_device_get_product_id(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "product_id"); }
+int usb_device_get_bus(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "bus"); }
+int usb_device_get_address(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "address"); }
+int usb_device_get_number(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "number"); }
+int usb_device_get_port(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "port"); }
 
-char *usb_device_get_ports_all(usb_device_h device) { return text(__func__, device, "ports"); }
-char *usb_device_get_manufacturer(usb_device_h device) { return text(__func__, device, "manufacturer"); }
-char *usb_device_get_product(usb_device_h device) { return text(__func__, device, "product"); }
-char *usb_device_get_devname(usb_device_h device) { return text(__func__, device, "devname"); }
-char *usb_device_get_devpath(usb_device_h device) { return text(__func__, device, "devpath"); }
-char *usb_device_get_mountpath(usb_device_h device) { return text(__func__, device, "mountpath"); }
-char *usb_device_get_serial(usb_device_h device) { return text(__func__, device, "serial"); }
-char *usb_device_get_partlabel(usb_device_h device) { return text(__func__, device, "partlabel"); }
-char *usb_device_get_model(usb_device_h device) { return text(__func__, device, "model"); }
-char *usb_device_get_device_id(usb_device_h device) { return text(__func__, device, "device_id"); }
+char *usb_device_get_ports_all(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "ports"); }
+char *usb_device_get_manufacturer(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "manufacturer"); }
+char *usb_device_get_product(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "product"); }
+char *usb_device_get_devname(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "devname"); }
+char *usb_device_get_devpath(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "devpath"); }
+char *usb_device_get_mountpath(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "mountpath"); }
+char *usb_device_get_serial(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "serial"); }
+char *usb_device_get_partlabel(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "partlabel"); }
+char *usb_device_get_model(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "model"); }
+char *usb_device_get_device_id(usb_device_h device) { TVEMUL_FAILABLE(); return text(device, "device_id"); }
 
-int usb_mass_storage_get_filesystem_type(usb_device_h device) { return number(__func__, device, "filesystem"); }
-int usb_mass_storage_get_disk_type(usb_device_h device) { return number(__func__, device, "disk_type"); }
-int usb_mass_storage_state(usb_device_h device) { return number(__func__, device, "storage_state"); }
+int usb_mass_storage_get_filesystem_type(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "filesystem"); }
+int usb_mass_storage_get_disk_type(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "disk_type"); }
+int usb_mass_storage_state(usb_device_h device) { TVEMUL_FAILABLE(); return number(device, "storage_state"); }
 
 int usb_get_connected_device_number(usb_class_e device_class)
 {
-    tvemul::Call call("usb_get_connected_device_number");
-    call.num(device_class).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(device_class);
     int count = 0;
     for (const auto &device : connected_devices())
         count += of_class(*device, device_class);

@@ -99,14 +99,11 @@ bool lookup(const char *key, int want_type, std::string *value)
     return type == want_type;
 }
 
-int store(tvemul::Call &call, const char *key, int type, const std::string &value)
+// Writes KEY for the setter FUNCTION; a missing key is made with TYPE.
+int store(const char *function, const char *key, int type, const std::string &value)
 {
-    call.record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
     if (!valid_key(key) || value.find_first_of("\r\n") != std::string::npos) {
-        tvemul::log(kTag, "%s: refused", call.function());
+        tvemul::log(kTag, "%s: refused", function);
         return -1;
     }
 
@@ -118,7 +115,7 @@ int store(tvemul::Call &call, const char *key, int type, const std::string &valu
         split(raw, &old_type, &old_value);
         g_free(raw);
         if (old_type != type) {
-            tvemul::log(kTag, "%s: %s has another type", call.function(), key);
+            tvemul::log(kTag, "%s: %s has another type", function, key);
             return -1;
         }
     }
@@ -126,7 +123,7 @@ int store(tvemul::Call &call, const char *key, int type, const std::string &valu
     g_key_file_set_value(update.get(), kGroup, key, entry.c_str());
     if (!update.commit())
         return -1;
-    tvemul::log(kTag, "%s: %s = %s", call.function(), key, entry.c_str());
+    tvemul::log(kTag, "%s: %s = %s", function, key, entry.c_str());
     return 0;
 }
 
@@ -162,18 +159,11 @@ bool parse_double(const std::string &text, double *out)
     return true;
 }
 
-// A getter's common part: record, fail on request, find the stored text.
-bool fetch(tvemul::Call &call, const char *key, int type, std::string *value, int *result)
+// The stored text of KEY for the getter FUNCTION, which wants TYPE.
+bool fetch(const char *function, const char *key, int type, std::string *value)
 {
-    call.record();
-    long long failed;
-    if (call.failing(&failed)) {
-        *result = static_cast<int>(failed);
-        return false;
-    }
-    *result = -1;
     if (!lookup(key, type, value)) {
-        tvemul::log(kTag, "%s: %s not found", call.function(), key ? key : "(null)");
+        tvemul::log(kTag, "%s: %s not found", function, key ? key : "(null)");
         return false;
     }
     return true;
@@ -185,46 +175,41 @@ extern "C" {
 
 int vconf_set_int(const char *in_key, const int intval)
 {
-    tvemul::Call call("vconf_set_int");
-    call.text(in_key).num(intval);
-    return store(call, in_key, VCONF_TYPE_INT, std::to_string(intval));
+    TVEMUL_ENTER(in_key, intval);
+    return store(__func__, in_key, VCONF_TYPE_INT, std::to_string(intval));
 }
 
 int vconf_set_bool(const char *in_key, const int boolval)
 {
-    tvemul::Call call("vconf_set_bool");
-    call.text(in_key).num(boolval);
-    return store(call, in_key, VCONF_TYPE_BOOL, boolval ? "1" : "0");
+    TVEMUL_ENTER(in_key, boolval);
+    return store(__func__, in_key, VCONF_TYPE_BOOL, boolval ? "1" : "0");
 }
 
 int vconf_set_dbl(const char *in_key, const double dblval)
 {
-    tvemul::Call call("vconf_set_dbl");
-    call.text(in_key).real(dblval);
+    TVEMUL_ENTER(in_key, dblval);
     gchar buf[G_ASCII_DTOSTR_BUF_SIZE];
     g_ascii_formatd(buf, sizeof buf, "%.17g", dblval);
-    return store(call, in_key, VCONF_TYPE_DOUBLE, buf);
+    return store(__func__, in_key, VCONF_TYPE_DOUBLE, buf);
 }
 
 int vconf_set_str(const char *in_key, const char *strval)
 {
-    tvemul::Call call("vconf_set_str");
-    call.text(in_key).text(strval);
     if (!strval) {
-        call.record();
+        // A missing value is refused before [fail] is consulted.
+        TVEMUL_RECORD(in_key, strval);
         return -1;
     }
-    return store(call, in_key, VCONF_TYPE_STRING, strval);
+    TVEMUL_ENTER(in_key, strval);
+    return store(__func__, in_key, VCONF_TYPE_STRING, strval);
 }
 
 int vconf_get_int(const char *in_key, int *intval)
 {
-    tvemul::Call call("vconf_get_int");
-    call.text(in_key);
+    TVEMUL_ENTER(in_key);
     std::string value;
-    int result;
-    if (!fetch(call, in_key, VCONF_TYPE_INT, &value, &result))
-        return result;
+    if (!fetch(__func__, in_key, VCONF_TYPE_INT, &value))
+        return -1;
     if (!intval || !parse_int(value, intval))
         return -1;
     tvemul::log(kTag, "vconf_get_int: %s = %d", in_key, *intval);
@@ -233,12 +218,10 @@ int vconf_get_int(const char *in_key, int *intval)
 
 int vconf_get_bool(const char *in_key, int *boolval)
 {
-    tvemul::Call call("vconf_get_bool");
-    call.text(in_key);
+    TVEMUL_ENTER(in_key);
     std::string value;
-    int result;
-    if (!fetch(call, in_key, VCONF_TYPE_BOOL, &value, &result))
-        return result;
+    if (!fetch(__func__, in_key, VCONF_TYPE_BOOL, &value))
+        return -1;
     if (!boolval || !parse_bool(value, boolval))
         return -1;
     tvemul::log(kTag, "vconf_get_bool: %s = %d", in_key, *boolval);
@@ -247,12 +230,10 @@ int vconf_get_bool(const char *in_key, int *boolval)
 
 int vconf_get_dbl(const char *in_key, double *dblval)
 {
-    tvemul::Call call("vconf_get_dbl");
-    call.text(in_key);
+    TVEMUL_ENTER(in_key);
     std::string value;
-    int result;
-    if (!fetch(call, in_key, VCONF_TYPE_DOUBLE, &value, &result))
-        return result;
+    if (!fetch(__func__, in_key, VCONF_TYPE_DOUBLE, &value))
+        return -1;
     if (!dblval || !parse_double(value, dblval))
         return -1;
     tvemul::log(kTag, "vconf_get_dbl: %s = %s", in_key, value.c_str());
@@ -261,11 +242,9 @@ int vconf_get_dbl(const char *in_key, double *dblval)
 
 char *vconf_get_str(const char *in_key)
 {
-    tvemul::Call call("vconf_get_str");
-    call.text(in_key);
+    TVEMUL_ENTER(in_key);
     std::string value;
-    int result;
-    if (!fetch(call, in_key, VCONF_TYPE_STRING, &value, &result))
+    if (!fetch(__func__, in_key, VCONF_TYPE_STRING, &value))
         return nullptr;
     tvemul::log(kTag, "vconf_get_str: %s = %s", in_key, value.c_str());
     return strdup(value.c_str());
@@ -273,9 +252,7 @@ char *vconf_get_str(const char *in_key)
 
 keylist_t *vconf_keylist_new(void)
 {
-    long long result;
-    if (tvemul::failing("vconf_keylist_new", &result))
-        return nullptr;
+    TVEMUL_FAILABLE();
     return new _keylist_t;
 }
 
@@ -287,9 +264,7 @@ int vconf_keylist_free(keylist_t *keylist)
 
 int vconf_keylist_rewindnode(keylist_t *keylist)
 {
-    long long result;
-    if (tvemul::failing("vconf_keylist_rewindnode", &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     if (!keylist)
         return -1;
     keylist->next = 0;
@@ -298,9 +273,7 @@ int vconf_keylist_rewindnode(keylist_t *keylist)
 
 keynode_t *vconf_keylist_nextnode(keylist_t *keylist)
 {
-    long long result;
-    if (tvemul::failing("vconf_keylist_nextnode", &result))
-        return nullptr;
+    TVEMUL_FAILABLE();
     if (!keylist || keylist->next >= keylist->nodes.size())
         return nullptr;
     return &keylist->nodes[keylist->next++];
@@ -308,11 +281,7 @@ keynode_t *vconf_keylist_nextnode(keylist_t *keylist)
 
 int vconf_get(keylist_t *keylist, const char *in_parentDIR, get_option_t option)
 {
-    tvemul::Call call("vconf_get");
-    call.text(in_parentDIR).num(option).record();
-    long long result;
-    if (call.failing(&result))
-        return static_cast<int>(result);
+    TVEMUL_ENTER(in_parentDIR, option);
     if (!keylist || !in_parentDIR)
         return -1;
 
@@ -342,52 +311,40 @@ int vconf_get(keylist_t *keylist, const char *in_parentDIR, get_option_t option)
 
 char *vconf_keynode_get_name(keynode_t *keynode)
 {
-    long long result;
-    if (tvemul::failing("vconf_keynode_get_name", &result))
-        return nullptr;
+    TVEMUL_FAILABLE();
     return keynode ? const_cast<char *>(keynode->name.c_str()) : nullptr;
 }
 
 int vconf_keynode_get_type(keynode_t *keynode)
 {
-    long long result;
-    if (tvemul::failing("vconf_keynode_get_type", &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     return keynode ? keynode->type : -1;
 }
 
 int vconf_keynode_get_int(const keynode_t *keynode)
 {
-    long long result;
-    if (tvemul::failing("vconf_keynode_get_int", &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     int n = 0;
     return keynode && keynode->type == VCONF_TYPE_INT && parse_int(keynode->value, &n) ? n : -1;
 }
 
 int vconf_keynode_get_bool(const keynode_t *keynode)
 {
-    long long result;
-    if (tvemul::failing("vconf_keynode_get_bool", &result))
-        return static_cast<int>(result);
+    TVEMUL_FAILABLE();
     int b = 0;
     return keynode && keynode->type == VCONF_TYPE_BOOL && parse_bool(keynode->value, &b) ? b : -1;
 }
 
 double vconf_keynode_get_dbl(const keynode_t *keynode)
 {
-    long long result;
-    if (tvemul::failing("vconf_keynode_get_dbl", &result))
-        return static_cast<double>(result);
+    TVEMUL_FAILABLE();
     double d = 0;
     return keynode && keynode->type == VCONF_TYPE_DOUBLE && parse_double(keynode->value, &d) ? d : -1.0;
 }
 
 char *vconf_keynode_get_str(const keynode_t *keynode)
 {
-    long long result;
-    if (tvemul::failing("vconf_keynode_get_str", &result))
-        return nullptr;
+    TVEMUL_FAILABLE();
     return keynode && keynode->type == VCONF_TYPE_STRING ? const_cast<char *>(keynode->value.c_str()) : nullptr;
 }
 

@@ -9,17 +9,14 @@ namespace {
 
 const char kTag[] = "DCAPTURE";
 
+// The requested size, as calls.log writes it.
+tvemul::Args requested(const VideoCaptureRequest *request)
+{
+    return request ? tvemul::Args(request->width, request->height) : tvemul::Args(request);
+}
+
 int capture(const char *function, VideoCaptureRequest *request, VideoCaptureResult *result)
 {
-    tvemul::Call call(function);
-    if (request)
-        call.num(request->width).num(request->height);
-    else
-        call.ptr(nullptr);
-    call.record();
-    long long failed;
-    if (call.failing(&failed))
-        return static_cast<int>(failed);
     if (!request || !result || !result->y_buffer || !result->c_buffer)
         return -1;
 
@@ -59,31 +56,62 @@ int capture(const char *function, VideoCaptureRequest *request, VideoCaptureResu
     return 0;
 }
 
+// The operations under the names that calls.log and [fail] use for them.
+int capture_screen(VideoCaptureRequest *rq, VideoCaptureResult *rs)
+{
+    TVEMUL_ENTER(requested(rq));
+    return capture(__func__, rq, rs);
+}
+
+int capture_video(VideoCaptureRequest *rq, VideoCaptureResult *rs)
+{
+    TVEMUL_ENTER(requested(rq));
+    return capture(__func__, rq, rs);
+}
+
+int capture_video_and_screen(VideoCaptureRequest *rq, VideoCaptureResult *rs)
+{
+    TVEMUL_ENTER(requested(rq));
+    return capture(__func__, rq, rs);
+}
+
+int capture_video_main(VideoCaptureRequest *rq, VideoCaptureResult *rs)
+{
+    TVEMUL_ENTER(requested(rq));
+    return capture(__func__, rq, rs);
+}
+
+int capture_video_main_scaled(VideoCaptureRequest *rq, VideoCaptureResult *rs)
+{
+    TVEMUL_ENTER(requested(rq));
+    return capture(__func__, rq, rs);
+}
+
+int capture_video_sub(VideoCaptureRequest *rq, VideoCaptureResult *rs)
+{
+    TVEMUL_ENTER(requested(rq));
+    return capture(__func__, rq, rs);
+}
+
 class EmulatedVideoCapture final : public IVideoCapture {
 public:
-    int captureScreen(VideoCaptureRequest *rq, VideoCaptureResult *rs) override
-    {
-        return capture("capture_screen", rq, rs);
-    }
-    int captureVideo(VideoCaptureRequest *rq, VideoCaptureResult *rs) override
-    {
-        return capture("capture_video", rq, rs);
-    }
+    int captureScreen(VideoCaptureRequest *rq, VideoCaptureResult *rs) override { return capture_screen(rq, rs); }
+    int captureVideo(VideoCaptureRequest *rq, VideoCaptureResult *rs) override { return capture_video(rq, rs); }
     int captureVideoAndScreen(VideoCaptureRequest *rq, VideoCaptureResult *rs) override
     {
-        return capture("capture_video_and_screen", rq, rs);
+        return capture_video_and_screen(rq, rs);
     }
     int captureVideoMainOnly(VideoCaptureRequest *rq, VideoCaptureResult *rs) override
     {
-        return capture("capture_video_main", rq, rs);
+        return capture_video_main(rq, rs);
     }
     int captureVideoMainScaled(VideoCaptureRequest *rq, VideoCaptureResult *rs) override
     {
-        return capture("capture_video_main_scaled", rq, rs);
+        return capture_video_main_scaled(rq, rs);
     }
     int captureVideoSubOnly(VideoCaptureRequest *rq, VideoCaptureResult *rs) override
     {
-        return capture("capture_video_sub", rq, rs);
+        return capture_video_sub(rq, rs);
     }
 };
 
@@ -93,9 +121,7 @@ public:
 // written to calls.log; [fail] can still withhold it.
 IVideoCapture *IVideoCapture::getInstance()
 {
-    long long result;
-    if (tvemul::failing("IVideoCapture::getInstance", &result))
-        return nullptr;
+    TVEMUL_FAILABLE_MEMBER(IVideoCapture);
     static EmulatedVideoCapture instance;
     return &instance;
 }

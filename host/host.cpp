@@ -74,14 +74,14 @@ extern "C" int waitkeyresponse(void)
 extern "C" int startdlogtag(const char *tag)
 {
     const int handle = next_handle++;
-    tvemul::Call("startdlogtag").text(tag).record_handle(handle);
+    tvemul::Call(__func__, tvemul::Args(tag)).record_handle(handle);
     tvemul::show_tag(handle, tag);
     return handle;
 }
 
 extern "C" int stopdlogtag(int handle)
 {
-    tvemul::Call("stopdlogtag").num(handle).record();
+    TVEMUL_RECORD(handle);
     tvemul::hide_tag(handle);
     return 0;
 }

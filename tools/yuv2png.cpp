@@ -100,6 +100,34 @@ unsigned char clamp(double v)
     return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v + 0.5);
 }
 
+// BT.601, full range or (LIMITED) 16-235 video; each chroma pair covers two
+// columns.
+std::vector<unsigned char> to_rgb(const Frame &frame, const std::vector<unsigned char> &luma, size_t y_stride,
+                                  const std::vector<unsigned char> &chroma, size_t c_stride, bool limited)
+{
+    const double y_scale = limited ? 255.0 / 219.0 : 1.0;
+    const double y_offset = limited ? 16.0 : 0.0;
+    const double c_scale = limited ? 255.0 / 224.0 : 1.0;
+
+    std::vector<unsigned char> rgb(static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height) * 3);
+    for (int row = 0; row < frame.height; ++row) {
+        const unsigned char *y_row = &luma[static_cast<size_t>(row) * y_stride];
+        const int c_row_index = frame.yuv422 ? row : row / 2;
+        const unsigned char *c_row = &chroma[static_cast<size_t>(c_row_index) * c_stride];
+        unsigned char *out = &rgb[static_cast<size_t>(row) * static_cast<size_t>(frame.width) * 3];
+        for (int x = 0; x < frame.width; ++x) {
+            const double y = (y_row[x] - y_offset) * y_scale;
+            const double cb = (c_row[x & ~1] - 128.0) * c_scale;
+            const double cr = (c_row[(x & ~1) + 1] - 128.0) * c_scale;
+            out[3 * x] = clamp(y + 1.402 * cr);
+            out[3 * x + 1] = clamp(y - 0.344136 * cb - 0.714136 * cr);
+            out[3 * x + 2] = clamp(y + 1.772 * cb);
+        }
+    }
+
+    return rgb;
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
@@ -139,26 +167,7 @@ int main(int argc, char **argv)
         return fail(base + ".c: " + std::to_string(chroma.size()) + " bytes do not make " +
                     std::to_string(chroma_rows) + " rows of " + std::to_string(chroma_width));
 
-    const double y_scale = limited ? 255.0 / 219.0 : 1.0;
-    const double y_offset = limited ? 16.0 : 0.0;
-    const double c_scale = limited ? 255.0 / 224.0 : 1.0;
-
-    std::vector<unsigned char> rgb(static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height) * 3);
-    for (int row = 0; row < frame.height; ++row) {
-        const unsigned char *y_row = &luma[static_cast<size_t>(row) * y_stride];
-        const int c_row_index = frame.yuv422 ? row : row / 2;
-        const unsigned char *c_row = &chroma[static_cast<size_t>(c_row_index) * c_stride];
-        unsigned char *out = &rgb[static_cast<size_t>(row) * static_cast<size_t>(frame.width) * 3];
-        for (int x = 0; x < frame.width; ++x) {
-            const double y = (y_row[x] - y_offset) * y_scale;
-            const double cb = (c_row[x & ~1] - 128.0) * c_scale;
-            const double cr = (c_row[(x & ~1) + 1] - 128.0) * c_scale;
-            out[3 * x] = clamp(y + 1.402 * cr);
-            out[3 * x + 1] = clamp(y - 0.344136 * cb - 0.714136 * cr);
-            out[3 * x + 2] = clamp(y + 1.772 * cb);
-        }
-    }
-
+    const std::vector<unsigned char> rgb = to_rgb(frame, luma, y_stride, chroma, c_stride, limited);
     png_image image;
     memset(&image, 0, sizeof image);
     image.version = PNG_IMAGE_VERSION;
