@@ -57,41 +57,18 @@ int capture(const char *function, VideoCaptureRequest *request, VideoCaptureResu
 }
 
 // The operations under the names that calls.log and [fail] use for them.
-int capture_screen(VideoCaptureRequest *rq, VideoCaptureResult *rs)
-{
-    TVEMUL_ENTER(requested(rq));
-    return capture(__func__, rq, rs);
-}
-
-int capture_video(VideoCaptureRequest *rq, VideoCaptureResult *rs)
-{
-    TVEMUL_ENTER(requested(rq));
-    return capture(__func__, rq, rs);
-}
-
-int capture_video_and_screen(VideoCaptureRequest *rq, VideoCaptureResult *rs)
-{
-    TVEMUL_ENTER(requested(rq));
-    return capture(__func__, rq, rs);
-}
-
-int capture_video_main(VideoCaptureRequest *rq, VideoCaptureResult *rs)
-{
-    TVEMUL_ENTER(requested(rq));
-    return capture(__func__, rq, rs);
-}
-
-int capture_video_main_scaled(VideoCaptureRequest *rq, VideoCaptureResult *rs)
-{
-    TVEMUL_ENTER(requested(rq));
-    return capture(__func__, rq, rs);
-}
-
-int capture_video_sub(VideoCaptureRequest *rq, VideoCaptureResult *rs)
-{
-    TVEMUL_ENTER(requested(rq));
-    return capture(__func__, rq, rs);
-}
+#define CAPTURE_OPERATION(name)                                 \
+    int name(VideoCaptureRequest *rq, VideoCaptureResult *rs)   \
+    {                                                           \
+        TVEMUL_ENTER(requested(rq));                            \
+        return capture(__func__, rq, rs);                       \
+    }
+CAPTURE_OPERATION(capture_screen)
+CAPTURE_OPERATION(capture_video)
+CAPTURE_OPERATION(capture_video_and_screen)
+CAPTURE_OPERATION(capture_video_main)
+CAPTURE_OPERATION(capture_video_main_scaled)
+CAPTURE_OPERATION(capture_video_sub)
 
 class EmulatedVideoCapture final : public IVideoCapture {
 public:
