@@ -289,7 +289,7 @@ class Build:
         self.debugmenu = f"{build}/debugmenu"
         self.plugin = f"{build}/libtavrin-debugmenu.so.0.0.06"
         self.load_time = f"{build}/bench/load_time"
-        self.nosleep = f"{build}/tests/libpreload_nosleep.so"
+        self.nosleep = f"{build}/tests/libpreload.so"
         for path in (self.debugmenu, self.plugin, self.load_time, self.nosleep, f"{build}/buxton-seed"):
             if not os.path.exists(path):
                 sys.exit(f"bench: {path} is missing; build with the tests (scripts/build build)")
