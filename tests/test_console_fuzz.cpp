@@ -26,33 +26,11 @@ const std::vector<std::string> kNumbers = {"0",          "-1",          "-214748
                                            "-0",         "+7",          "007",         "0x10",
                                            "1e9",        "3.5",         "98",          "100"};
 
-const std::vector<std::string> kWords = {"exit",
-                                         "EXIT",
-                                         "exitx",
-                                         "db/setting/lang",
-                                         "db/sysman/el_sensing_time",
-                                         "memory/rsc_monitor/state",
-                                         "/var/lib/buxton2_base/system.db",
-                                         "/etc/buxton2/memory.db",
-                                         "/var/lib/buxton2/tmp.db",
-                                         "/opt/usr/none.db",
-                                         "/etc/storaged/storage.conf",
-                                         "/",
-                                         "system",
-                                         "memory",
-                                         "factory",
-                                         "service",
-                                         "12:34:56",
-                                         "99:59:59",
-                                         "1:2:3:",
-                                         "::::",
-                                         "true",
-                                         "FALSE",
-                                         "feature.ambient_mode",
-                                         "product.screen_size",
-                                         "%s%s%s%n%x",
-                                         "MJPEG",
-                                         "300abc"};
+const std::vector<std::string> kWords = {
+    "exit", "EXIT", "exitx", "db/setting/lang", "db/sysman/el_sensing_time", "memory/rsc_monitor/state",
+    "/var/lib/buxton2_base/system.db", "/etc/buxton2/memory.db", "/var/lib/buxton2/tmp.db", "/opt/usr/none.db",
+    "/etc/storaged/storage.conf", "/", "system", "memory", "factory", "service", "12:34:56", "99:59:59", "1:2:3:",
+    "::::", "true", "FALSE", "feature.ambient_mode", "product.screen_size", "%s%s%s%n%x", "MJPEG", "300abc"};
 
 // Lengths around every width a prompt reads.
 const std::vector<size_t> kLongLengths = {10, 11, 31, 32, 99, 100, 127, 128, 511, 512, 1023, 1024, 4095, 4096, 6000};
@@ -65,13 +43,10 @@ std::string generate(unsigned seed)
     const size_t tokens = 2 + pick(40);
     for (size_t t = 0; t < tokens; ++t) {
         switch (pick(12)) {
-        case 0:
-        case 1:
-        case 2:
+        case 0: case 1: case 2:
             s += std::to_string(1 + pick(20));  // a main menu entry
             break;
-        case 3:
-        case 4:
+        case 3: case 4:
             s += std::to_string(1 + pick(40));  // a sub-menu entry
             break;
         case 5:
