@@ -9,7 +9,8 @@
 // time().
 //
 // Faults injected between the file steps of debugmenu. Only calls on paths
-// below one of the prefixes in FAULT_PATHS (colon separated) count: opening a file for writing, writing to it, removing and
+// below one of the prefixes in FAULT_PATHS (colon separated) count:
+// opening a file for writing, writing to it, removing and
 // renaming. FAULT_LOG names a file that gets one line per counted call.
 // With FAULT_AT=N, the Nth counted call is preceded by FAULT_ACTION:
 //   kill          the process dies at once, as in a power cut (default)

@@ -56,6 +56,12 @@ bool has(const RunResult &r, const std::string &text)
     return r.out.find(text) != std::string::npos;
 }
 
+void expect_printed(const RunResult &r, const std::vector<std::string> &texts)
+{
+    for (const std::string &text : texts)
+        EXPECT_TRUE(has(r, text)) << text << "\nis not in:\n" << r.out;
+}
+
 // File steps below PATHS are counted; with AT, ACTION happens before that one.
 RunOptions fault_options(const std::string &paths, size_t at = 0, const std::string &action = "kill")
 {
@@ -201,11 +207,10 @@ TEST(FullFileSystem, BuxtonFilesKeepTheirContents)
     RunResult r = run_in_shell(root, "cp /opt/usr/src/f.db /opt/usr/full/ && " + fill("/opt/usr/full"),
                                "11\n1\n/opt/usr/full/f.db\n6\ndb/big " + big + "\nexit now\n3\n99\n99\n",
                                "cp /opt/usr/full/f.db /tmp/after.db", small_file_system("/opt/usr/full", "64k"));
-    EXPECT_TRUE(has(r, "Sqlite3 error [13] : <database or disk is full> executing statement\nSqlite3 error [13] : "
+    expect_printed(r, {"Sqlite3 error [13] : <database or disk is full> executing statement\nSqlite3 error [13] : "
                        "<database or disk is full> finalizing statement\nfailed to set buxton value (db/big)-(" +
-                           big + ")\n"))
-        << r.out;
-    EXPECT_TRUE(has(r, "[0] key(db/k) value(1) rp(rp) wp(wp) type(int32) setter()\n")) << r.out;
+                            big + ")\n",
+                       "[0] key(db/k) value(1) rp(rp) wp(wp) type(int32) setter()\n"});
     expect_kept(root, original, {"/tmp/after.db"});
 
     // The copy back finds no room: the contents survive in the temporary
@@ -217,10 +222,9 @@ TEST(FullFileSystem, BuxtonFilesKeepTheirContents)
                                fill("/opt/usr/small"),
                      "11\n13\n" + path + "\n13\n/opt/usr/src/f.db\n99\n99\n", "",
                      small_file_system("/opt/usr/small", "64k"));
-    EXPECT_TRUE(has(r, "write failed written(-1)/count(4096)/errno(28)\nfailed to copy a file (" + kTemp + ") > (" +
-                           path + ")\n" + kTempLeft))
-        << r.out;
-    EXPECT_TRUE(has(r, "open (/opt/usr/src/f.db)\n" + kTempLeft)) << r.out;
+    expect_printed(r, {"write failed written(-1)/count(4096)/errno(28)\nfailed to copy a file (" + kTemp + ") > (" +
+                            path + ")\n" + kTempLeft,
+                       "open (/opt/usr/src/f.db)\n" + kTempLeft});
     expect_kept(root, original, {kTemp});
     expect_kept(root, original, {"/opt/usr/src/f.db"});
 }
@@ -235,13 +239,11 @@ TEST(ReadOnly, FilesStayAsTheyWere)
     auto read_only = [](const std::string &dir) { return "mount --bind -o ro " + dir + " " + dir + " || exit 99"; };
     RunResult r = run_in_shell(root, read_only("/etc/storaged") + "; " + read_only("/mnt/systemrw") + "; " +
                                          read_only("/var/lib/buxton2_base") + "; " + read_only("/opt/usr/ro"),
-                               "15\n7\n600\n4\n5\n8\n00:10:00\nexit\n99\n11\n12\nsystem\n13\n/opt/usr/ro/r.db\n99\n99\n");
-    EXPECT_TRUE(has(r, "Error in creating new file (30)\n")) << r.out;
-    EXPECT_TRUE(has(r, "failed to remove /etc/storaged/storage.conf(30)\n")) << r.out;
-    EXPECT_TRUE(has(r, "File(/mnt/systemrw/storaged_notify) open error(30)\n")) << r.out;
-    EXPECT_TRUE(has(r, "failed to remove (" + base + ")\n")) << r.out;
-    EXPECT_TRUE(has(r, "failed to open(" + base + "):(30)\n")) << r.out;
-    EXPECT_TRUE(has(r, "failed to remove a file (/opt/usr/ro/r.db)-(30)\n")) << r.out;
+                               "15\n7\n600\n4\n5\n8\n00:10:00\nexit\n99\n"
+                               "11\n12\nsystem\n13\n/opt/usr/ro/r.db\n99\n99\n");
+    expect_printed(r, {"Error in creating new file (30)\n", "failed to remove /etc/storaged/storage.conf(30)\n",
+                       "File(/mnt/systemrw/storaged_notify) open error(30)\n", "failed to remove (" + base + ")\n",
+                       "failed to open(" + base + "):(30)\n", "failed to remove a file (/opt/usr/ro/r.db)-(30)\n"});
     expect_kept(root, conf, {kConf});
     expect_kept(root, notify, {"/mnt/systemrw/storaged_notify"});
     expect_kept(root, base_db, {base});
@@ -271,12 +273,11 @@ TEST(LockedDatabase, EveryOperationFailsAtOnceAndChangesNothing)
                                  "db/k\n3\n10\n" + path + "\n99\n99\n");
     // The schema cannot even be read under another's exclusive lock.
     const std::string locked = "prepare error, ret = 5, extended = 5\n";
-    EXPECT_TRUE(has(r, locked + "failed to set buxton value (db/k)-(5)\n")) << r.out;
-    EXPECT_TRUE(has(r, locked + "failed to set buxton value (db/s)-(text)\n")) << r.out;
-    EXPECT_TRUE(has(r, "failed to delete (db/k)\n")) << r.out;
-    EXPECT_TRUE(has(r, "failed to get value (db/k) \n")) << r.out;
-    EXPECT_TRUE(has(r, "Failed to list the keys... in database (" + path + ") \n")) << r.out;
-    EXPECT_TRUE(has(r, "Invalid db file : integrity_check failed(" + path + ")\n")) << r.out;
+    expect_printed(r, {locked + "failed to set buxton value (db/k)-(5)\n",
+                       locked + "failed to set buxton value (db/s)-(text)\n",
+                       "failed to delete (db/k)\n", "failed to get value (db/k) \n",
+                       "Failed to list the keys... in database (" + path + ") \n",
+                       "Invalid db file : integrity_check failed(" + path + ")\n"});
     EXPECT_FALSE(has(r, "succeeded")) << r.out;
     EXPECT_EQ(sqlite3_exec(holder, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(holder);

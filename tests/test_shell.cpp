@@ -127,7 +127,8 @@ TEST(Host, ShowsThePromptBeforeReadingAndRefusesABadPlugin)
         s.send("2\n");
         ASSERT_TRUE(s.wait_for(menu_text("2")));
     }
-    for (const std::string &plugin : {std::string("/nonexistent/libnothing.so"), harness::binary_dir() + "/libtvemul.so"}) {
+    const std::string no_entry_point = harness::binary_dir() + "/libtvemul.so";
+    for (const std::string &plugin : {std::string("/nonexistent/libnothing.so"), no_entry_point}) {
         harness::RunOptions options;
         options.args = {plugin};
         const harness::RunResult r = root.run("99\n", options);
